@@ -1,0 +1,15 @@
+# Compiler flags shared by every target of the project, carried by the interface target crv_flags.
+add_library(crv_flags INTERFACE)
+
+# Results are pinned bit for bit: a fused multiply-add would round once where the formulas round
+# twice, so contraction stays off. -ffast-math would reorder sums and is never used.
+target_compile_options(crv_flags INTERFACE
+  -ffp-contract=off
+  $<$<COMPILE_LANGUAGE:CXX>:-Wall -Wextra -Wpedantic>
+  $<$<COMPILE_LANGUAGE:C>:-Wall -Wextra -Wpedantic>)
+
+if(CRV_SANITIZE)
+  target_compile_options(crv_flags INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(crv_flags INTERFACE -fsanitize=address,undefined)
+endif()
