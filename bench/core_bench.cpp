@@ -1,0 +1,161 @@
+// Evaluation, bounds and splitting, called through libcrv.so as a host would.
+#include <random>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+#include "crv/crv.hpp"
+#include "host/hs.h"
+
+namespace {
+
+// A pool of curves from a fixed seed, cycled through so that no single input is special.
+struct CurvePool {
+  static constexpr int kCount = 64;
+  explicit CurvePool(int dims) : dims(dims), coords(static_cast<size_t>(kCount * 4 * dims)) {
+    std::mt19937_64 engine(7);
+    std::uniform_real_distribution<double> coordinate(0.0, 1000.0);
+    for (double& v : coords) v = coordinate(engine);
+    for (int i = 0; i < kCount; ++i) {
+      CRV_Curve c{static_cast<int16_t>(dims), {}};
+      for (int p = 0; p < 4; ++p) c.ctpts[p] = &coords[static_cast<size_t>((i * 4 + p) * dims)];
+      curves.push_back(c);
+    }
+  }
+  int dims;
+  std::vector<double> coords;
+  std::vector<CRV_Curve> curves;
+};
+
+// Selects the scalar or paired path for one benchmark.
+class PathChoice {
+ public:
+  explicit PathChoice(int32_t paired) : saved_(HS_G_CPU_DataP) {
+    record_[3] = paired;
+    HS_G_CPU_DataP = record_;
+  }
+  ~PathChoice() { HS_G_CPU_DataP = saved_; }
+
+ private:
+  const int32_t* saved_;
+  int32_t record_[8] = {};
+};
+
+void BM_EvaluatePoint(benchmark::State& state) {
+  const CurvePool pool(static_cast<int>(state.range(0)));
+  const PathChoice path(static_cast<int32_t>(state.range(1)));
+  double out[3];
+  int i = 0;
+  double t = 0.0;
+  for (auto _ : state) {
+    CRV_EvaluatePoint(&pool.curves[i], t, out);
+    benchmark::DoNotOptimize(out);
+    i = (i + 1) & (CurvePool::kCount - 1);
+    t = t < 0.99 ? t + 0.01 : 0.0;
+  }
+}
+BENCHMARK(BM_EvaluatePoint)->ArgNames({"dims", "paired"})->Args({2, 0})->Args({2, 1})->Args({3, 0})->Args({3, 1});
+
+void BM_EvaluateDeriv(benchmark::State& state) {
+  const CurvePool pool(2);
+  double out[2];
+  int i = 0;
+  for (auto _ : state) {
+    CRV_EvaluateDeriv(&pool.curves[i], 0.37, out);
+    benchmark::DoNotOptimize(out);
+    i = (i + 1) & (CurvePool::kCount - 1);
+  }
+}
+BENCHMARK(BM_EvaluateDeriv);
+
+void BM_EvaluatePoints(benchmark::State& state) {
+  const CurvePool pool(2);
+  const int32_t n = static_cast<int32_t>(state.range(0));
+  std::vector<double> out(static_cast<size_t>(2 * n));
+  int i = 0;
+  for (auto _ : state) {
+    CRV_EvaluatePoints(&pool.curves[i], 0.0, 1.0, n, out.data());
+    benchmark::DoNotOptimize(out.data());
+    benchmark::ClobberMemory();
+    i = (i + 1) & (CurvePool::kCount - 1);
+  }
+  state.SetItemsProcessed(state.iterations() * n);
+}
+BENCHMARK(BM_EvaluatePoints)->Arg(100)->Arg(10000);
+
+void BM_EvaluateDerivs(benchmark::State& state) {
+  const CurvePool pool(2);
+  const int32_t n = static_cast<int32_t>(state.range(0));
+  std::vector<double> out(static_cast<size_t>(2 * n));
+  int i = 0;
+  for (auto _ : state) {
+    CRV_EvaluateDerivs(&pool.curves[i], 0.0, 1.0, n, out.data());
+    benchmark::DoNotOptimize(out.data());
+    benchmark::ClobberMemory();
+    i = (i + 1) & (CurvePool::kCount - 1);
+  }
+  state.SetItemsProcessed(state.iterations() * n);
+}
+BENCHMARK(BM_EvaluateDerivs)->Arg(100)->Arg(10000);
+
+void BM_EvaluateBounds(benchmark::State& state) {
+  const CurvePool pool(static_cast<int>(state.range(0)));
+  double lo[3], hi[3];
+  int i = 0;
+  for (auto _ : state) {
+    CRV_EvaluateBounds(&pool.curves[i], lo, hi);
+    benchmark::DoNotOptimize(lo);
+    benchmark::DoNotOptimize(hi);
+    i = (i + 1) & (CurvePool::kCount - 1);
+  }
+}
+BENCHMARK(BM_EvaluateBounds)->ArgName("dims")->Arg(2)->Arg(3);
+
+void BM_SubdivideCurve(benchmark::State& state) {
+  const CurvePool pool(2);
+  double out[10];
+  int i = 0;
+  for (auto _ : state) {
+    CRV_SubdivideCurve(&pool.curves[i], 0.4, out);
+    benchmark::DoNotOptimize(out);
+    i = (i + 1) & (CurvePool::kCount - 1);
+  }
+}
+BENCHMARK(BM_SubdivideCurve);
+
+void BM_SubdivideCurveTyped(benchmark::State& state) {
+  std::vector<CRV_CurveClass2D> curves;
+  std::mt19937_64 engine(7);
+  std::uniform_real_distribution<double> coordinate(0.0, 1000.0);
+  for (int i = 0; i < CurvePool::kCount; ++i) {
+    CRV_CurveClass2D c;
+    for (auto& p : c.points) p = {coordinate(engine), coordinate(engine)};
+    curves.push_back(c);
+  }
+  CRV_CurveClass2D left, right;
+  int i = 0;
+  for (auto _ : state) {
+    CRV_SubdivideCurve(curves[static_cast<size_t>(i)], 0.4, &left, &right);
+    benchmark::DoNotOptimize(&left);
+    benchmark::DoNotOptimize(&right);
+    benchmark::ClobberMemory();
+    i = (i + 1) & (CurvePool::kCount - 1);
+  }
+}
+BENCHMARK(BM_SubdivideCurveTyped);
+
+void BM_DirectManip(benchmark::State& state) {
+  CurvePool pool(2);
+  const double delta[2] = {1e-9, -1e-9};
+  double w[4];
+  int i = 0;
+  for (auto _ : state) {
+    CRV_DirectManipSetup(0.3, w);
+    CRV_DirectManipCurve(&pool.curves[i], delta, w);
+    benchmark::ClobberMemory();
+    i = (i + 1) & (CurvePool::kCount - 1);
+  }
+}
+BENCHMARK(BM_DirectManip);
+
+}  // namespace

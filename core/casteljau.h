@@ -1,0 +1,28 @@
+// The de Casteljau split, used by every routine that cuts a curve in two.
+#ifndef CRV_CORE_CASTELJAU_H
+#define CRV_CORE_CASTELJAU_H
+
+namespace crv {
+
+// The five new points of a split at t. Left part: (P0, q0, r0, m); right part: (m, r1, q2, P3).
+template <typename T>
+struct SplitPoints {
+  T q0, r0, m, r1, q2;
+};
+
+// T is a double (one coordinate) or a vector with component-wise + - and scaling, which computes
+// every component by the same steps.
+template <typename T>
+inline SplitPoints<T> SplitAt(const T& p0, const T& p1, const T& p2, const T& p3, double t) {
+  const T q0 = p0 + (p1 - p0) * t;
+  const T q1 = p1 + (p2 - p1) * t;
+  const T q2 = p2 + (p3 - p2) * t;
+  const T r0 = q0 + (q1 - q0) * t;
+  const T r1 = q1 + (q2 - q1) * t;
+  const T m = r0 + (r1 - r0) * t;
+  return {q0, r0, m, r1, q2};
+}
+
+}  // namespace crv
+
+#endif
