@@ -52,11 +52,10 @@ inline int32_t Open(SEQ_ListH list, ListHeader** out) {
   return 0;
 }
 
-// Moves the list to a block with room for `needed` items. Growth is geometric (at least
-// doubling, at least growBy) so appends are amortized constant time. The block always moves to a
-// fresh allocation rather than being extended in place: a caller that kept an item address across
-// growth then reads freed memory, which the sanitizer builds report, instead of getting away with
-// it by luck.
+// Gives the list room for `needed` items. Growth is geometric (at least doubling, at least growBy)
+// so appends are amortized constant time. The block may move: callers find it again through the
+// handle. (Under AddressSanitizer a reallocation always moves and quarantines the old block, so a
+// caller that kept an item address across growth is caught there.)
 __attribute__((noinline)) int32_t Grow(SEQ_ListH list, ListHeader** header, int64_t needed) {
   ListHeader* h = *header;
   if (needed > INT32_MAX) return SEQ_ERR_NO_MEMORY;
@@ -64,14 +63,12 @@ __attribute__((noinline)) int32_t Grow(SEQ_ListH list, ListHeader** header, int6
   int64_t capacity = h->capacity + step;
   if (capacity < needed) capacity = needed;
   if (capacity > INT32_MAX) capacity = INT32_MAX;
-  auto fresh = static_cast<ListHeader*>(
-      std::malloc(BlockBytes(static_cast<int32_t>(capacity), h->itemSize)));
-  if (fresh == nullptr) return SEQ_ERR_NO_MEMORY;
-  std::memcpy(fresh, h, BlockBytes(h->count, h->itemSize));
-  fresh->capacity = static_cast<int32_t>(capacity);
-  std::free(h);
-  *list = fresh;
-  *header = fresh;
+  auto grown = static_cast<ListHeader*>(
+      std::realloc(h, BlockBytes(static_cast<int32_t>(capacity), h->itemSize)));
+  if (grown == nullptr) return SEQ_ERR_NO_MEMORY;
+  grown->capacity = static_cast<int32_t>(capacity);
+  *list = grown;
+  *header = grown;
   return 0;
 }
 

@@ -89,7 +89,7 @@ TEST(Lists, SetNumItemsZeroFillsGrowthKeepsPrefixAndReusesRoom) {
   EXPECT_EQ(*l.h, block) << "shrinking and refilling within the room should not reallocate";
 }
 
-TEST(Lists, BlockMovesOnGrowthButHandleStaysValidAndGrowthIsGeometric) {
+TEST(Lists, HandleStaysValidThroughGrowthAndGrowthIsGeometric) {
   List l(sizeof(int32_t), 1);
   SEQ_ListH handle = l.h;
   int moves = 0;
@@ -99,7 +99,6 @@ TEST(Lists, BlockMovesOnGrowthButHandleStaysValidAndGrowthIsGeometric) {
     if (*l.h != block) ++moves, block = *l.h;
   }
   EXPECT_EQ(l.h, handle);
-  EXPECT_GE(moves, 2);
   EXPECT_LE(moves, 40) << "growth by a fixed step would move the block ~10^5 times";
   for (int32_t i = 0; i < 100000; i += 997) ASSERT_EQ(l.Raw(i), i);
 }
