@@ -294,7 +294,112 @@ CRV_API int32_t CRV_EvaluatePointFromS(const CRV_Curve* curve, double s, int32_t
 CRV_API int32_t CRV_EvaluateByDistance(const CRV_Curve* curve, double distance, int32_t start,
                                        SEQ_ListH* list);
 
+/* The arc-length spline: the table's relation fitted with a chain of cubics, for smooth
+ * constant-speed motion. A host list of 16-byte points {double t; double s;} that the caller
+ * owns (null handle: none yet; the caller disposes of it when the curve changes): the 3m + 1
+ * control points of m segments joined end to end (segment j is points 3j .. 3j + 3), the first
+ * (0, 0) and the last (1.0, L). Coordinate 0 is the parameter, coordinate 1 the arc length.
+ *
+ * Builds from a 128-sample table of a curve of 2 or 3 dimensions; a curve of any other dims
+ * returns CRV_ErrBadRecord (2) with no host call. The table's points (t L, s) are fitted by
+ * CRV_FitMultipleCurves within `bound`, a squared length: each sample lies within sqrt(bound) of
+ * the chain, an error dt in the parameter weighing as much as dt L in length. The chain's
+ * parameters are then divided by L (multiplied by 1/L, or by 0 when L = 0) and the last set to
+ * exactly 1.0. *spline is created by the fit when null (and left there also when a later step
+ * fails), else emptied and refilled. *length receives L (the partial sum when the table's
+ * filling fails). Returns 0, 2, or the first failing code of the table, the fit or a lock, the
+ * temporary table's unlock and disposal counting only when nothing failed before. */
+CRV_API int32_t CRV_BuildArcSpline(const CRV_Curve* curve, double bound, SEQ_ListH* spline,
+                                   double* length);
+
+/* *t = the parameter at arc length s. Builds the spline with `bound` when *spline is null;
+ * otherwise uses it as it stands (L = the last point's s), without checking that it belongs to
+ * this curve or bound. s below 0 or within 1e-10 (length) of 0 gives 0; above L or within 1e-10
+ * of L gives 1. Otherwise the first segment whose end point's s exceeds s is solved for the
+ * parameter coordinate at length s (CRV_EvaluateXFromY; s within 1e-10 of a segment end gives
+ * that end's t exactly, unsolved). A segment whose length coordinate dips by 1e-10 or more
+ * (P1 below P0, P3 below P1, P2 below P0 or P3 below P2) is first repaired with
+ * CRV_CurveSetNonDecreasing in place: lookups may rewrite the stored spline, so threads sharing
+ * one spline serialise their lookups. Points are read in place without a lock; a lookup on a built
+ * spline makes one host call (SEQ_GetItem, for L) and allocates nothing.
+ * - A spline list of fewer than 4 points gives CRV_ErrBadRecord without being read.
+ * - A list that is not 3m + 1 points long, or a NaN s, falls back to the last whole segment
+ *   when the scan runs past it.
+ * On failure *t is not written. */
+CRV_API int32_t CRV_TFromSSpline(const CRV_Curve* curve, double s, double bound,
+                                 SEQ_ListH* spline, double* t);
+
 /* ---- Curve fitting -------------------------------------------------------------------------- */
+/* Cubics fitted to sampled points: samples[count * dims], point i at element i * dims, with dims
+ * 2 or 3. Every error and error bound is a squared distance (length units squared), and a fit is
+ * accepted only when bound > its largest squared deviation (strictly), measured at the interior
+ * samples against their own parameters. The end control points are the first and last samples;
+ * the end tangents are estimated from the samples and point into the run; P1 and P2 lie on those
+ * tangent rays at distances found by least squares over chord-length parameters, each never
+ * negative (a negative one puts both at a third of the chord, 0.333333333333333 |P3 - P0|).
+ * Newton steps then refine the parameters, one refit per step.
+ *
+ * The sample array must hold count * dims doubles; the bound's square gates the Newton steps of
+ * a chain (below). Out of range inputs are refused before anything is read or written: dims other
+ * than 2 or 3, or fewer than 2 samples, return CRV_ErrBadRecord (2) with no host call. Results:
+ * 0, 2, CRV_ErrOutOfMemory (4) when a segment of more than 256 samples cannot get its host
+ * handle, the code of a failed host list operation, or the host's code for an exception of the
+ * host's small-block allocator. */
+
+/* One cubic through samples[count * curve->dims] (the record's dims is the samples' stride),
+ * written to curve->ctpts[0..3] (dims doubles each) only once the fit is complete: on a failure
+ * before that the curve is untouched (a failing unlock or disposal of the temporary list comes
+ * after the copy).
+ * - Tangents: the mean of d[k] - d[0] over the leftCount samples after the first, and of
+ *   d[k] - d[n-1] over the rightCount samples before the last, each normalised (a zero mean stays
+ *   zero). Counts below 1 are taken as 1 and above count - 1 as count - 1.
+ * - Two samples give the handles a third of the chord along the tangents, whatever the bound;
+ *   *maxError is then not written.
+ * - Otherwise up to maxIterations Newton steps (as signed 16-bit: 32768 and above run none) stop
+ *   early once bound > the maximum; the last curve is delivered either way, and *maxError
+ *   receives its maximum squared deviation. maxError may be null.
+ * - Coincident samples give P0 = P1 = P2 = P3.
+ * - Any count >= 2 is fitted (the 32-bit loop counters have no 16-bit limit).
+ * Host calls: a temporary point list (SEQ_New, 4 inserts, lock, unlock, dispose), two small
+ * blocks of count * 8 bytes, and a handle of 48 bytes a sample when count > 256. */
+CRV_API int32_t CRV_FitOneCurveError(const double* samples, int32_t count, double bound,
+                                     int32_t leftTangentCount, int32_t rightTangentCount,
+                                     uint16_t maxIterations, double* maxError, CRV_Curve* curve);
+
+/* CRV_FitOneCurveError with tangentCount at both ends and no maximum error. */
+CRV_API int32_t CRV_FitOneCurveIter(const double* samples, int32_t count, double bound,
+                                    uint16_t maxIterations, int32_t tangentCount,
+                                    CRV_Curve* curve);
+
+/* CRV_FitOneCurveIter with 10 iterations. */
+CRV_API int32_t CRV_FitOneCurve(const double* samples, int32_t count, double bound,
+                                int32_t tangentCount, CRV_Curve* curve);
+
+/* A tangent-continuous chain of k cubics through samples[count * dims], every interior sample
+ * within the bound of its own segment (at its fitted parameter, which Newton steps may move a
+ * little outside [0, 1]):
+ * - *points receives 3k + 1 items of dims doubles: P0 of the first segment, then P1, P2, P3 of
+ *   each; segment j is items 3j .. 3j + 3. The first item is sample 0, the last sample count - 1.
+ * - *indices (when indices is not null) receives k + 1 int32_t items: 0, then the last sample of
+ *   each segment, rising; segment j runs from sample item j to item j + 1, both included.
+ * - A null handle gets a new list (item size dims * 8, or 4 for indices); a list already there is
+ *   emptied and refilled, and must have that item size. The lists are the caller's, also when the
+ *   fit fails: they then keep the segments appended before the failure.
+ * - The end tangents come from the immediate neighbours of the end samples. A segment that fails
+ *   the bound is split at its sample of largest deviation (the later one on a tie) after up to
+ *   maxIterations Newton steps (as signed 16-bit), or at once when also bound^2 > maximum fails
+ *   (so a bound in (0, 1] never iterates). The halves share the direction at the cut, from the
+ *   cut's two neighbours, so the two inner points beside a join and the join are collinear with
+ *   the join between them.
+ * - A bound <= 0 (or NaN) is never met: the chain has count - 1 segments, one per sample pair.
+ * Splitting runs without recursion: any count >= 2 is fitted, however the splits fall. */
+CRV_API int32_t CRV_FitMultipleCurvesIterate(const double* samples, uint16_t dims, int32_t count,
+                                             double bound, uint16_t maxIterations,
+                                             SEQ_ListH* points, SEQ_ListH* indices);
+
+/* CRV_FitMultipleCurvesIterate with 4 iterations and no index list. */
+CRV_API int32_t CRV_FitMultipleCurves(const double* samples, uint16_t dims, int32_t count,
+                                      double bound, SEQ_ListH* points);
 
 /* ---- Linearity and adaptive flattening ------------------------------------------------------ */
 

@@ -1,0 +1,54 @@
+// The multiple-curve fit: a tangent-continuous chain of cubics through a run of samples, each
+// sample within the error bound of its segment, delivered in the caller's host lists.
+#include <memory>
+
+#include "core/guard.h"
+#include "fit/fit_engine.h"
+
+namespace {
+
+// Creates the caller's list when its handle is null, else empties the list already there.
+int32_t CreateOrEmpty(SEQ_ListH* list, int32_t itemSize, int32_t growBy) {
+  if (*list == nullptr) return SEQ_New(0, itemSize, growBy, 1, list);
+  return SEQ_SetNumItems(0, *list, 0);
+}
+
+}  // namespace
+
+int32_t CRV_FitMultipleCurvesIterate(const double* samples, uint16_t dims, int32_t count,
+                                     double bound, uint16_t maxIterations, SEQ_ListH* points,
+                                     SEQ_ListH* indices) {
+  if ((dims != 2 && dims != 3) || count < 2) return CRV_ErrBadRecord;
+  const int16_t coords = static_cast<int16_t>(dims);
+
+  // Only the immediate neighbours of the end samples give the end tangents.
+  double start[3], end[3];
+  crv::EstimateEndTangent(samples, coords, 0, 1, 1, start);
+  crv::EstimateEndTangent(samples, coords, count - 1, -1, 1, end);
+
+  int32_t code = CreateOrEmpty(points, coords * static_cast<int32_t>(sizeof(double)),
+                               crv::kFitPointsGrowBy);
+  if (code != 0) return code;
+  if (indices != nullptr) {
+    code = CreateOrEmpty(indices, crv::kFitIndexItemSize, crv::kFitIndicesGrowBy);
+    const int32_t firstIndex = 0;
+    if (code == 0) code = SEQ_Insert(&firstIndex, 0, *indices);
+    if (code != 0) return code;
+  }
+
+  std::unique_ptr<crv::FitWorkBuffers> work;
+  code = crv::RunGuarded([&] {
+    work = crv::MakeFitWorkBuffers(count);
+    return CRV_ErrNone;
+  });
+  if (code != 0) return code;
+  double dropped = 0.0;  // the chain's last measured maximum is of no use to the caller
+  return crv::FitCubicSegment(samples, coords, 0, count - 1, start, end, bound,
+                              static_cast<int16_t>(maxIterations), true, *work, &dropped, *points,
+                              indices);
+}
+
+int32_t CRV_FitMultipleCurves(const double* samples, uint16_t dims, int32_t count, double bound,
+                              SEQ_ListH* points) {
+  return CRV_FitMultipleCurvesIterate(samples, dims, count, bound, 4, points, nullptr);
+}
