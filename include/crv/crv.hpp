@@ -2,6 +2,8 @@
 #ifndef CRV_CRV_HPP
 #define CRV_CRV_HPP
 
+#include <vector>
+
 #include "crv/crv.h"
 #include "host/geo.h"
 
@@ -74,5 +76,69 @@ extern template CRV_API void CRV_SubdivideCurve<2, GEO_Vector2T<double>>(
 extern template CRV_API void CRV_SubdivideCurve<3, GEO_Vector3T<double>>(
     const CRV_CurveClass3D&, double, double, CRV_CurveClass3D*, CRV_CurveClass3D*,
     CRV_CurveClass3D*);
+
+// ---- Adaptive evaluation
+
+// Decides, piece by piece, how finely CRV_EvaluateAdaptively cuts a curve, and receives the
+// parameters it settles on. Callers derive from it, also in their own shared objects: the
+// destructor, the vtable and the typeinfo of both instantiations live in the library and are
+// exported, so a derived class built with hidden visibility (and hidden inlines) still shares
+// them.
+template <int N, typename V>
+class CRV_API CRV_CurveAdaptiveEvaluator {
+ public:
+  virtual ~CRV_CurveAdaptiveEvaluator();
+
+  // True when the piece [t0, t1] at `depth` (0 for the whole interval) must be halved. The driver
+  // has no depth limit: this must eventually answer false on every branch.
+  virtual bool NeedsSubdivision(uint32_t depth, double t0, double t1,
+                                const CRV_CurveClass<N, V>& curve) = 0;
+
+  // Receives the parameters in increasing order (see CRV_EvaluateAdaptively).
+  virtual void AddParameter(double t, const CRV_CurveClass<N, V>& curve) = 0;
+};
+
+extern template class CRV_CurveAdaptiveEvaluator<2, GEO_Vector2T<double>>;
+extern template class CRV_CurveAdaptiveEvaluator<3, GEO_Vector3T<double>>;
+
+// Drives `evaluator` over [t0, t1]: a piece [a, b] at depth d that NeedsSubdivision(d, a, b)
+// is halved at m = (a + b) 0.5 into [a, m] and [m, b] at depth d + 1, left first. The evaluator
+// receives t0, then the midpoint m of every piece that was not halved, in increasing order (none
+// when the whole interval passes at depth 0), then t1; split points are not reported. What the
+// evaluator throws travels on to the caller.
+template <int N, typename V>
+CRV_API void CRV_EvaluateAdaptively(double t0, double t1, const CRV_CurveClass<N, V>& curve,
+                                    CRV_CurveAdaptiveEvaluator<N, V>* evaluator);
+
+extern template CRV_API void CRV_EvaluateAdaptively<2, GEO_Vector2T<double>>(
+    double, double, const CRV_CurveClass2D&, CRV_CurveAdaptiveEvaluator<2, GEO_Vector2T<double>>*);
+extern template CRV_API void CRV_EvaluateAdaptively<3, GEO_Vector3T<double>>(
+    double, double, const CRV_CurveClass3D&, CRV_CurveAdaptiveEvaluator<3, GEO_Vector3T<double>>*);
+
+// Appends to *out the 2-D screen-space cubics that stand for the 3-D curve under `transform`
+// (taken through GEO_Transform3DFloatPoints; x and y of its result are screen coordinates): the
+// curve is halved until, for each piece, the cubic of its projected control points lies within
+// `tolerance` (screen units) of the true projection at the piece's parameters 1/4 and 3/4, or
+// until depth 11; then one cubic per piece, in parameter order, is appended (out is not cleared).
+// An affine transform passes at depth 0 and gives exactly one cubic; a tolerance of 0 under a
+// perspective transform gives 2^11 + 1 = 2049 cubics (the cuts fall at the midpoints of the
+// accepted pieces, so the first and last cubics cover half a depth-11 piece each).
+// A failing transform throws its code as an int, and a failing allocation the vector's exception;
+// cubics appended before that stay in *out.
+CRV_API void CRV_3DScreenCurveAdaptiveEvaluator(double tolerance, const GEO_Matrix4& transform,
+                                                const CRV_CurveClass3D& curve,
+                                                std::vector<CRV_CurveClass2D>* out);
+
+// ---- Nearest point
+
+// The parameter t in [0, 1] of the curve point nearest to `point` (not the point itself). The
+// roots of (B(t) - point) . B'(t), a quintic, are isolated by halving its Bernstein control
+// polygon and compared with both ends by squared distance. Ties go to the earlier contender: t = 0
+// beats any root, a smaller root a larger one, and t = 1 wins only when strictly nearer than all.
+// Degenerate input: coincident control points, or a NaN in the point, give 0. Halving stops at
+// depth 64, where an interval still holding a sign change contributes its midpoint once (also
+// when it holds two or more: a double root that rounding never separates), and at most five roots
+// are kept. Allocates nothing, calls no host service, never fails.
+CRV_API double CRV_NearestPointOnCurve(GEO_Vector2T<double> point, const CRV_CurveClass2D& curve);
 
 #endif

@@ -1,0 +1,35 @@
+// Straightness tests of a 2-D piece, and the depth-bounded flatness callback.
+#include "adaptive/straightness.h"
+#include "crv/crv.h"
+
+int32_t CRV_IsCurveLinear(const double* A, const double* B, const double* u, const double* v,
+                          double minChordSq, double tol, bool* out) {
+  *out = crv::IsStraight(A, B, u, v, minChordSq, tol);
+  return CRV_ErrNone;
+}
+
+int32_t CRV_IsSubCurveLinear(double t0, double t1, const CRV_Curve* curve, double minChordSq,
+                             double tol, bool* out) {
+  const CRV_Curve plane = crv::PlaneView(*curve);
+  double u[2], v[2], a[2], b[2];
+  int32_t code;
+  if ((code = CRV_EvaluateDeriv(&plane, t0, u)) != 0) return code;
+  if ((code = CRV_EvaluateDeriv(&plane, t1, v)) != 0) return code;
+  if ((code = CRV_EvaluatePoint(&plane, t0, a)) != 0) return code;
+  if ((code = CRV_EvaluatePoint(&plane, t1, b)) != 0) return code;
+  *out = crv::IsStraight(a, b, u, v, minChordSq, tol);
+  return CRV_ErrNone;
+}
+
+int32_t CRV_IsLinearFunc(const CRV_LinearityParams* params, uint32_t depth, double t0, double t1,
+                         const double* /*p0*/, const double* /*p1*/, const CRV_Curve* curve,
+                         bool* out) {
+  *out = false;
+  if (params == nullptr || params->checkWord != CRV_LINEARITY_CHECK_WORD) return CRV_ErrBadRecord;
+  if (depth > params->maxDepth) {
+    *out = true;
+    return CRV_ErrNone;
+  }
+  if (depth < params->minDepth) return CRV_ErrNone;
+  return CRV_IsSubCurveLinear(t0, t1, curve, params->minChordSq, params->angleTol, out);
+}
