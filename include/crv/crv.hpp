@@ -141,4 +141,20 @@ CRV_API void CRV_3DScreenCurveAdaptiveEvaluator(double tolerance, const GEO_Matr
 // are kept. Allocates nothing, calls no host service, never fails.
 CRV_API double CRV_NearestPointOnCurve(GEO_Vector2T<double> point, const CRV_CurveClass2D& curve);
 
+// ---- Plane intersection
+
+// Appends the parameters t in [0, 1] where the curve meets the plane a x + b y + c z + d = 0,
+// then sorts the whole vector ascending (values already there are kept and sorted with the new
+// ones; NaNs a caller left there go last). The roots are those of the plane function along the
+// curve, a cubic in t whose leading coefficients below 1e-20 are dropped; the plane need not be
+// normalised, and both ends count. Degenerate cases:
+//  - a curve lying exactly in the plane (the function is 0): the single parameter 0.0;
+//  - a touching point (double root): may come twice, or not at all when the root finder leaves
+//    it complex; nearly equal values are not merged;
+//  - a curve that misses the plane: nothing appended.
+// result must not be null. Allocates only by growing the vector; a growth failure throws the
+// vector's exception with the roots appended so far left in it.
+CRV_API void CRV_IntersectPlane(const CRV_CurveClass<3, GEO_Vector3T<double>>& curve,
+                                const GEO_PlaneEq& plane, std::vector<double>* result);
+
 #endif
