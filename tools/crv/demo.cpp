@@ -1,7 +1,6 @@
 #include "demo.h"
 
 #include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -14,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "commands.h"
 #include "crv/crv.hpp"
 #include "default_curves.h"
 #include "svg.h"
@@ -167,9 +167,7 @@ std::vector<svg::Point> Sample(const CRV_Curve* curve, int n, const svg::ViewTra
   return points;
 }
 
-svg::Point ControlPoint(const CRV_CurveClass2D& c, int i) {
-  return {c.points[i].x, c.points[i].y};
-}
+svg::Point ControlPoint(const CRV_CurveClass2D& c, int i) { return {c.points[i].x, c.points[i].y}; }
 
 void DrawDemo(const Report<2, GEO_Vector2T<double>>& r, const fs::path& path) {
   constexpr double kWidth = 780, kHeight = 520, kLegendX = 572;
@@ -244,32 +242,130 @@ void DrawDemo(const Report<2, GEO_Vector2T<double>>& r, const fs::path& path) {
   doc.Save(path);
 }
 
+// The gallery: one picture per subcommand, drawn on the subcommand's default input, and the
+// caption index.html shows under it.
+struct GalleryEntry {
+  const char* file;
+  const char* title;
+  const char* caption;
+  void (*draw)(const fs::path&);
+};
+
+const GalleryEntry kGallery[] = {
+    {"eval.svg", "crv eval",
+     "Points B(t) at seven even parameters, with the tangent B'(t)/3 at each.", GalleryEval},
+    {"bounds.svg", "crv bounds",
+     "The tight bounding box: the end points and the turning points of each coordinate, tighter "
+     "than the control polygon.",
+     GalleryBounds},
+    {"split.svg", "crv split",
+     "De Casteljau split at t = 0.4: two cubics, each with its own control polygon, that trace the "
+     "curve exactly.",
+     GallerySplit},
+    {"drag.svg", "crv drag",
+     "Dragging the point at t = 0.3: P1 and P2 move by the least change that carries B(t) by "
+     "exactly the drag.",
+     GalleryDrag},
+    {"ease.svg", "crv ease",
+     "The CSS 'ease' curve as a function of time: values and slopes at nine times, and the mean "
+     "value over [0.25, 0.75].",
+     GalleryEase},
+    {"length.svg", "crv length",
+     "Equal steps of arc length (blue) against equal steps of the parameter (red): the "
+     "parameter does not run at constant speed along the curve.",
+     GalleryLength},
+    {"by-distance.svg", "crv by-distance",
+     "Points by halving until every step is shorter than the distance: finer where the curve runs "
+     "fast.",
+     GalleryByDistance},
+    {"fit.svg", "crv fit",
+     "A tangent-continuous chain of cubics fitted to 41 noisy samples within an error bound.",
+     GalleryFit},
+    {"flatten.svg", "crv flatten",
+     "Adaptive flattening of a function curve: pieces are halved until their tangents lie along "
+     "the chord, so the bends get the points and the straight middle few.",
+     GalleryFlatten},
+    {"project.svg", "crv project",
+     "A 3-D curve seen in perspective, as 2-D screen cubics within half a pixel of the true "
+     "projection.",
+     GalleryProject},
+    {"nearest.svg", "crv nearest", "The nearest curve point to each of five query points.",
+     GalleryNearest},
+    {"plane.svg", "crv plane", "A 3-D curve crossing the plane y = 50, seen from above.",
+     GalleryPlane},
+};
+
+std::string HtmlEscape(const std::string& text) {
+  std::string out;
+  for (char c : text) {
+    switch (c) {
+      case '&': out += "&amp;"; break;
+      case '<': out += "&lt;"; break;
+      case '>': out += "&gt;"; break;
+      case '"': out += "&quot;"; break;
+      default: out += c;
+    }
+  }
+  return out;
+}
+
+fs::path WriteGallery(const fs::path& outDir) {
+  std::string html =
+      "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+      "<title>crv gallery</title>\n<style>\n"
+      "body { font-family: sans-serif; margin: 2em; color: #1f2933; }\n"
+      "figure { margin: 0 0 2.5em 0; }\n"
+      "img { max-width: 100%; border: 1px solid #d9e2ec; }\n"
+      "figcaption { margin-top: 0.4em; max-width: 820px; }\n"
+      "</style>\n</head>\n<body>\n<h1>crv gallery</h1>\n"
+      "<p>One picture per subcommand of the <code>crv</code> tool, each on its built-in input. "
+      "Run <code>crv SUBCOMMAND --help</code> to see how to draw your own curve.</p>\n";
+  html += "<figure>\n<img src=\"" + std::string(kSvgName) +
+          "\" alt=\"crv demo\">\n<figcaption><b>crv demo</b>: evaluation, bounds and a split of "
+          "the built-in 2-D curve in one picture.</figcaption>\n</figure>\n";
+  for (const GalleryEntry& e : kGallery) {
+    e.draw(outDir / e.file);
+    html += "<figure>\n<img src=\"" + std::string(e.file) + "\" alt=\"" + HtmlEscape(e.title) +
+            "\">\n<figcaption><b>" + HtmlEscape(e.title) + "</b>: " + HtmlEscape(e.caption) +
+            "</figcaption>\n</figure>\n";
+  }
+  html += "</body>\n</html>\n";
+  const fs::path index = (outDir / "index.html").lexically_normal();
+  svg::WriteAtomically(index, html);
+  return index;
+}
+
 }  // namespace
 
 fs::path RunDemo(const fs::path& outDir, std::ostream& out) {
+  // The directory first, so an unusable --out fails before anything is printed.
+  std::error_code ec;
+  fs::create_directories(outDir, ec);
+  if (ec) throw std::runtime_error("cannot create " + outDir.string() + ": " + ec.message());
+
   const auto r2 = Examine(DefaultCurve2D());
   const auto r3 = Examine(DefaultCurve3D());
   Print("2-D curve", r2, out);
   Print("3-D curve", r3, out);
-
-  std::error_code ec;
-  fs::create_directories(outDir, ec);
-  if (ec) throw std::runtime_error("cannot create " + outDir.string() + ": " + ec.message());
-  const fs::path svgPath = (outDir / kSvgName).lexically_normal();
-  DrawDemo(r2, svgPath);
-  return svgPath;
+  DrawDemo(r2, (outDir / kSvgName).lexically_normal());
+  return WriteGallery(outDir);
 }
 
 void RegisterDemo(CLI::App& app) {
-  auto outDir = std::make_shared<std::string>(".");
+  auto outDir = std::make_shared<std::string>("crv-demo");
   CLI::App* demo = app.add_subcommand(
-      "demo", "Evaluate, bound and split the built-in curves; draw the 2-D one as SVG.");
-  demo->add_option("--out", *outDir, "Directory for " + std::string(kSvgName))
+      "demo",
+      "Evaluate, bound and split the built-in curves and print the results; then write a "
+      "gallery into --out: one SVG picture per subcommand and an index.html that shows them with "
+      "a caption each.");
+  demo->footer("Example:\n  crv demo --out /tmp/gallery && xdg-open /tmp/gallery/index.html");
+  demo->add_option("--out", *outDir, "Directory for the gallery (created if needed)")
       ->type_name("DIR")
       ->capture_default_str();
   demo->callback([outDir] {
-    const fs::path written = RunDemo(*outDir, std::cout);
-    std::cout << "wrote " << written.string() << '\n';
+    const fs::path index = RunDemo(*outDir, std::cout);
+    std::cout << "gallery: " << std::size(kGallery) + 1 << " pictures, open "
+              << fs::absolute(index).lexically_normal().string() << '\n';
   });
 }
 

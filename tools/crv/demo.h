@@ -1,4 +1,5 @@
-// `crv demo`: runs the library over the default curves and prints what it computes.
+// `crv demo`: runs the library over the default curves, prints what it computes and writes a
+// gallery of pictures.
 #ifndef CRV_TOOL_DEMO_H
 #define CRV_TOOL_DEMO_H
 
@@ -13,8 +14,9 @@ namespace crvtool {
 
 void RegisterDemo(CLI::App& app);
 
-// Prints the report to `out` and writes crv-demo.svg into outDir, creating the directory if
-// needed. Returns the path of the picture; throws std::runtime_error on any failure.
+// Prints the report to `out` and writes the gallery into outDir (created if needed): crv-demo.svg,
+// one picture per subcommand and index.html. Returns the path of index.html; throws
+// std::runtime_error on any failure.
 std::filesystem::path RunDemo(const std::filesystem::path& outDir, std::ostream& out);
 
 }  // namespace crvtool

@@ -122,8 +122,9 @@ std::string Document::Str() const {
   return out.str();
 }
 
-void Document::Save(const std::filesystem::path& path) const {
-  const std::string text = Str();
+void Document::Save(const std::filesystem::path& path) const { WriteAtomically(path, Str()); }
+
+void WriteAtomically(const std::filesystem::path& path, const std::string& text) {
   std::filesystem::path tmp = path;
   tmp += ".tmp";
 

@@ -72,6 +72,11 @@ class Document {
   std::ostringstream body_;
 };
 
+// Writes `text` to a temporary file beside `path` and renames it into place: the target is either
+// the whole new content or untouched, and no temporary file stays behind. Throws
+// std::runtime_error on failure.
+void WriteAtomically(const std::filesystem::path& path, const std::string& text);
+
 }  // namespace crvtool::svg
 
 #endif
