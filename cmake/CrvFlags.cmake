@@ -13,3 +13,13 @@ if(CRV_SANITIZE)
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(crv_flags INTERFACE -fsanitize=address,undefined)
 endif()
+
+# ThreadSanitizer cannot share a process with AddressSanitizer, so it is a build of its own; the
+# concurrency test is what it is for.
+if(CRV_TSAN)
+  if(CRV_SANITIZE)
+    message(FATAL_ERROR "CRV_TSAN and CRV_SANITIZE cannot be combined")
+  endif()
+  target_compile_options(crv_flags INTERFACE -fsanitize=thread -fno-omit-frame-pointer)
+  target_link_options(crv_flags INTERFACE -fsanitize=thread)
+endif()

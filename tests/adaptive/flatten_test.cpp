@@ -344,49 +344,6 @@ TEST(LinearlyInterpolateLine, InsideOutsideAndNearlyVertical) {
   EXPECT_EQ(list.Items().size(), 3u);
 }
 
-// Every append can fail: the walk stops with the host's code, the points before stay, and nothing
-// is left locked or allocated.
-TEST(Flattening, HostFailuresEndTheWalk) {
-  constexpr int32_t kCode = -4242;
-  using Walk = std::function<int32_t(SEQ_ListH*)>;
-  const Walk walks[2] = {
-      [](SEQ_ListH* list) {
-        Script s = AcceptFrom(3);
-        return CRV_EvaluateAdaptively(Scripted, &s, nullptr, nullptr, kWave.get(), nullptr,
-                                      nullptr, nullptr, list);
-      },
-      [](SEQ_ListH* list) {
-        Script s = AcceptFrom(3);
-        bool have = false;
-        double lo, hi;
-        return CRV_LinearlyInterpolateCurve(Scripted, &s, 0.2, 2.8, kWave.get(), &have, &lo, &hi,
-                                            list);
-      }};
-  for (const Walk& walk : walks) {
-    List clean;
-    HOST_ClearFaults();
-    ASSERT_EQ(walk(clean.address()), 0);
-    const int64_t calls = HOST_CallCount();
-    const std::vector<Point> all = clean.Items();
-    ASSERT_EQ(calls, static_cast<int64_t>(all.size()));  // one append per point, nothing else
-    const int64_t lists = HOST_LiveLists(), handles = HOST_LiveHandles();
-    for (int64_t k = 1; k <= calls; ++k) {
-      {
-        List list;
-        HOST_FailNthCall(k, kCode);
-        EXPECT_EQ(walk(list.address()), kCode) << "call " << k;
-        HOST_ClearFaults();
-        const std::vector<Point> kept = list.Items();
-        ASSERT_EQ(kept.size(), static_cast<size_t>(k - 1));
-        for (size_t i = 0; i < kept.size(); ++i) ExpectSamePoint(kept[i], all[i]);
-        EXPECT_EQ(HOST_HeldLocks(), 0);
-      }
-      EXPECT_EQ(HOST_LiveLists(), lists);
-      EXPECT_EQ(HOST_LiveHandles(), handles);
-    }
-  }
-}
-
 // With CRV_IsLinearFunc as the callback, the accepted pieces stay within its depth limits and the
 // polyline's points other than the clipped ends are exact curve points; calling it through a
 // wrapper gives the same list bit for bit.

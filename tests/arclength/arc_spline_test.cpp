@@ -24,7 +24,6 @@ using arctest::Pair;
 using crvtest::OwnedCurve;
 using crvtest::Random;
 
-constexpr int32_t kCode = -7777;  // not a code the host or the library produces on its own
 constexpr double kUntouched = -12345.0;
 
 OwnedCurve Arch() { return OwnedCurve({0, 0}, {10, 30}, {40, 30}, {50, 0}); }
@@ -289,106 +288,6 @@ TEST(TFromSSpline, LooksUpWithoutAllocating) {
   for (int i = 0; i <= 64; ++i)
     CRV_TFromSSpline(curve.get(), length * i / 64, 1e-4, &spline.handle, &t);
   EXPECT_EQ(counter.count(), 0);
-}
-
-// Host failures. attempt(k) runs with call k failing (0: none) and returns the calls made.
-template <typename Attempt>
-void SweepFaults(Attempt attempt) {
-  const auto before = Live();
-  const int64_t calls = attempt(0);
-  ASSERT_GT(calls, 0);
-  ASSERT_TRUE(Live() == before);
-  for (int64_t k = 1; k <= calls; ++k) {
-    attempt(k);
-    EXPECT_TRUE(Live() == before) << "fault at call " << k << " of " << calls;
-  }
-}
-
-void Arm(int64_t k) {
-  if (k > 0)
-    HOST_FailNthCall(k, kCode);
-  else
-    HOST_ClearFaults();
-}
-
-int64_t Disarm() {
-  const int64_t calls = HOST_CallCount();
-  HOST_ClearFaults();
-  return calls;
-}
-
-TEST(ArcSplineFaults, BuildIntoNewAndReusedLists) {
-  // Calls: the temporary table (SEQ_New, 128 stores, the trim), its lock, the fit (the spline
-  // list's creation or emptying, two small blocks, the inserts), the spline's lock and unlock,
-  // the table's unlock and disposal.
-  const OwnedCurve curve = Arch();
-  OwnedList built;
-  double referenceLength = 0;
-  ASSERT_EQ(CRV_BuildArcSpline(curve.get(), 1e-3, &built.handle, &referenceLength), 0);
-  const std::vector<Pair> reference = Items(built.handle);
-  for (bool reuse : {false, true}) {
-    SweepFaults([&](int64_t k) {
-      OwnedList spline;
-      if (reuse) spline.handle = MakeList(std::vector<Pair>(5, Pair{-1, -1}));
-      double length = kUntouched;
-      Arm(k);
-      const int32_t code = CRV_BuildArcSpline(curve.get(), 1e-3, &spline.handle, &length);
-      const int64_t calls = Disarm();
-      const std::vector<Pair> points = Items(spline.handle);
-      const int64_t total = 138 + static_cast<int64_t>(reference.size());
-      if (k == 0) {
-        EXPECT_EQ(code, 0);
-        EXPECT_EQ(points, reference);
-        EXPECT_EQ(calls, total);
-        return calls;
-      }
-      // The small blocks are calls 133 and 134; their failure arrives as a translated
-      // std::bad_alloc.
-      EXPECT_EQ(code, k == 133 || k == 134 ? HS_ERR_BAD_ALLOC : kCode) << "fault at call " << k;
-      if (k == 1) {
-        EXPECT_EQ(length, kUntouched);
-      } else if (k >= 130) {
-        EXPECT_EQ(length, referenceLength) << "the table was filled";
-      }
-      if (k <= 131) {
-        // Nothing reached the caller's list.
-        EXPECT_EQ(spline.handle == nullptr, !reuse);
-        EXPECT_EQ(points.size(), reuse ? 5u : 0u);
-      }
-      if (k >= total - 2) {
-        EXPECT_EQ(points, reference) << "the spline was complete";
-      }
-      return calls;
-    });
-  }
-}
-
-TEST(ArcSplineFaults, LookupsReturnTheCodeAndWriteNothing) {
-  const OwnedCurve curve = Arch();
-  SweepFaults([&](int64_t k) {
-    OwnedList spline;
-    double t = kUntouched;
-    Arm(k);
-    const int32_t code = CRV_TFromSSpline(curve.get(), 20.0, 1e-3, &spline.handle, &t);
-    const int64_t calls = Disarm();
-    if (k == 0) {
-      EXPECT_EQ(code, 0);
-      EXPECT_NE(t, kUntouched);
-    } else {
-      EXPECT_NE(code, 0);
-      EXPECT_EQ(t, kUntouched) << "fault at call " << k;
-    }
-    return calls;
-  });
-  // On a built spline the only host call is reading its last point.
-  OwnedList spline;
-  double t = kUntouched;
-  ASSERT_EQ(CRV_TFromSSpline(curve.get(), 20.0, 1e-3, &spline.handle, &t), 0);
-  t = kUntouched;
-  Arm(1);
-  EXPECT_EQ(CRV_TFromSSpline(curve.get(), 20.0, 1e-3, &spline.handle, &t), kCode);
-  EXPECT_EQ(Disarm(), 1);
-  EXPECT_EQ(t, kUntouched);
 }
 
 }  // namespace

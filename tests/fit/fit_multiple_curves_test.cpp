@@ -301,21 +301,4 @@ TEST(FitMultipleCurves, SplitsThatNestAsDeepAsTheRunUseNoStack) {
   for (int32_t i = 0; i < n; ++i) EXPECT_EQ(indices[static_cast<size_t>(i)], i);
 }
 
-// The same at 20,000 samples, and a million noisy samples split down to sample pairs. Disabled
-// because of their time, not their memory: a fit that nests n deep does about n^2 / 2 sample
-// steps (about 5 s here for 20,000), and the million-sample fit about 2 s. Run them with
-// --gtest_also_run_disabled_tests --gtest_filter='*LongRuns*' after changing the split walk.
-TEST(FitMultipleCurves, DISABLED_LongRuns) {
-  constexpr int32_t n = 20000;
-  const std::vector<int32_t> indices = FitOnSmallStack(PeelingRun(n), 64 * 1024);
-  ASSERT_EQ(indices.size(), static_cast<size_t>(n));
-  EXPECT_EQ(indices.back(), n - 1);
-
-  const OwnedCurve truth({0, 0}, {300, 900}, {700, -300}, {1000, 500});
-  const std::vector<double> noisy = fittest::SampleCurve(*truth.get(), 1000000, 0.2, 5);
-  const std::vector<int32_t> pairs = FitOnSmallStack(noisy, 64 * 1024);
-  ASSERT_EQ(pairs.size(), 1000000u);
-  EXPECT_EQ(pairs[999999], 999999);
-}
-
 }  // namespace
