@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds and runs every test twice, in the optimised build and under AddressSanitizer with
-# UndefinedBehaviorSanitizer, then the concurrency test under ThreadSanitizer.
+# UndefinedBehaviorSanitizer; then the concurrency test under ThreadSanitizer, the golden table
+# under gcc -O0 and clang -O2, and a short run of every fuzz target.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
@@ -23,3 +24,17 @@ echo "== tsan tests"
 no_aslr=()
 if setarch "$(uname -m)" -R true 2>/dev/null; then no_aslr=(setarch "$(uname -m)" -R); fi
 "${no_aslr[@]}" ctest --preset tsan --no-tests=error
+
+# Reproducible results: the release and asan builds' ctest compared gcc -O2 with the golden
+# table; gcc at -O0 and clang at -O2 must reproduce it bit for bit too (only the check is built).
+for preset in golden-gcc-O0 golden-clang-O2; do
+  echo "== $preset golden table"
+  cmake --preset "$preset" >/dev/null
+  cmake --build --preset "$preset" -j "$jobs"
+  "build/$preset/tests/golden/golden_check" tests/golden/golden.txt
+done
+
+# A short run of every fuzz target (clang, ASan + UBSan); scripts/fuzz.sh TARGET SECONDS runs
+# longer ones.
+echo "== fuzz smoke runs"
+bash scripts/fuzz.sh all 30

@@ -1,6 +1,7 @@
 // The typed adaptive driver with evaluators derived by the caller.
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -82,6 +83,19 @@ TEST(TypedEvaluateAdaptively, UnevenHalvingStaysInOrder) {
   const std::vector<double>& p = evaluator.parameters;
   ASSERT_EQ(p.size(), 2u + 7u);
   for (size_t i = 1; i < p.size(); ++i) EXPECT_LT(p[i - 1], p[i]);
+}
+
+// Found by the adaptive fuzz target (fuzz/adaptive_fuzz.cpp): the midpoint is (a + b) 0.5 as
+// documented, so ends near the top of the double range overflow it and the parameters reported
+// are no longer in order. Parameters are meant to lie around [0, 1]; this pins what happens far
+// outside.
+TEST(TypedEvaluateAdaptively, HugeEndsOverflowTheMidpoint) {
+  const double top = 0x1.fffffffffffffp+1023;
+  Recorder<2, V2> evaluator(kCurve2, [](uint32_t depth, double, double) { return depth < 2; });
+  CRV_EvaluateAdaptively(1.0, top, kCurve2, &evaluator);
+  const double inf = std::numeric_limits<double>::infinity();
+  EXPECT_EQ(evaluator.parameters,
+            std::vector<double>({1.0, 0x1.fffffffffffffp+1020, 0x1.7ffffffffffffp+1022, inf, inf, top}));
 }
 
 TEST(TypedEvaluateAdaptively, WhatTheEvaluatorThrowsTravelsOn) {

@@ -86,6 +86,24 @@ TEST(EvaluateBounds, KnownCoordinates) {
   EXPECT_EQ(r.hi, 0.0);
 }
 
+// Found by the evaluation fuzz target (fuzz/evaluation_fuzz.cpp). The derivative of this
+// coordinate has a = 2.5e-10, just above the solver's absolute threshold, and a discriminant of
+// 3.1e-16, below it: its roots 0.501 and -69.8 are taken as the double root -34.7, outside
+// [0, 1], so the bounds are the end values although the coordinate dips 2.2e-9 below them at
+// t = 0.5. The thresholds are absolute by contract; this pins what they cost (up to about 1e-5
+// where a is tiny and the roots lie far apart).
+TEST(EvaluateBounds, FarApartRootsWithATinyDiscriminantCountAsOneDoubleRoot) {
+  const double p0 = -0x1.74b3333333334p+1, p1 = -0x1.74b3333973ef4p+1;
+  const double p2 = -0x1.74b33339832e8p+1;
+  const Range r = BoundsOf1D(p0, p1, p2, p0);
+  EXPECT_EQ(r.lo, p0);
+  EXPECT_EQ(r.hi, p0);
+  const OwnedCurve c({p0}, {p1}, {p2}, {p0});
+  double middle = 0.0;
+  CRV_EvaluatePoint(c.get(), 0.5, &middle);
+  EXPECT_LT(middle, r.lo - 2e-9);
+}
+
 TEST(EvaluateBounds, EmptyRecordWritesNothing) {
   double p[1] = {1};
   CRV_Curve c{0, {p, p, p, p}};

@@ -49,6 +49,18 @@ TEST(EvaluateYAverageFromXToX, EqualAndCollapsedBounds) {
   EXPECT_EQ(Average(curve, 3.5, 9.0), 0.0);   // likewise after the end
 }
 
+// Found by the function-curves fuzz target (fuzz/function_curves_fuzz.cpp): swapping the bounds
+// changes the sign of both differences exactly, so the average keeps its value, but a zero
+// average keeps the sign of the quotient: +0 one way, -0 the other.
+TEST(EvaluateYAverageFromXToX, SwappedBoundsAgreeUpToTheSignOfZero) {
+  const OwnedCurve flat{{0.0, 0.0}, {0.0, 0.0}, {0.0, 0.0}, {0.0, 0.0}};
+  const double x2 = 0x1.1a17ec78693e4p-30;
+  const double forward = Average(flat, 0.0, x2), backward = Average(flat, x2, 0.0);
+  EXPECT_EQ(forward, backward);
+  EXPECT_FALSE(std::signbit(forward));
+  EXPECT_TRUE(std::signbit(backward));
+}
+
 // The antiderivative of the value from 0 to t, written out once more in its pinned grouping:
 //   q0 t + (3 q1 - 3 q0)(0.5 t^2) + (q0 - 2 q1 + q2) t^3 + (3 (q1 - q2) + (q3 - q0))(0.25 t^4).
 double Antiderivative(const OwnedCurve& c, double t) {

@@ -327,6 +327,20 @@ TEST(Polynomial, RootsInIntervalCases) {
   EXPECT_EQ(untrimmed.degree, 2);
 }
 
+// Found by the polynomial fuzz target (fuzz/polynomial_fuzz.cpp): the zero polynomial vanishes
+// everywhere and yields lo itself, unchecked against hi, so a NaN lo comes back as the one root
+// and so does a lo above hi.
+TEST(Polynomial, ZeroPolynomialYieldsLoEvenWhenNaNOrAboveHi) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const std::vector<double> roots = Roots(Polynomial(), nan, 1.0);
+  ASSERT_EQ(roots.size(), 1u);
+  EXPECT_TRUE(std::isnan(roots[0]));
+  EXPECT_EQ(Roots(Polynomial(), 0x1.8p+1, 0x1p-1), std::vector<double>({0x1.8p+1}));
+  // A line's root is checked against both ends, so nothing comes back for either interval.
+  EXPECT_TRUE(Roots(Make({-1.0, 2.0}), nan, 1.0).empty());
+  EXPECT_TRUE(Roots(Make({-1.0, 2.0}), 0x1.8p+1, 0x1p-1).empty());
+}
+
 TEST(Polynomial, RootsOfRandomPolynomials) {
   crvtest::Random rng(8202);
   std::vector<double> found;
