@@ -13,40 +13,14 @@
 
 #include "crv/crv.h"
 #include "host/host_test.h"
+#include "support/host_controls.h"
 #include "host/hs.h"
 #include "host/seq.h"
 
 namespace arctest {
 
-// Points the host's capability record at one whose word 3 is `paired`, for one scope.
-class CapabilityOverride {
- public:
-  explicit CapabilityOverride(int32_t paired) : saved_(HS_G_CPU_DataP) {
-    record_[3] = paired;
-    HS_G_CPU_DataP = record_;
-  }
-  CapabilityOverride(const CapabilityOverride&) = delete;
-  CapabilityOverride& operator=(const CapabilityOverride&) = delete;
-  ~CapabilityOverride() { HS_G_CPU_DataP = saved_; }
-
- private:
-  const int32_t* saved_;
-  int32_t record_[8] = {};
-};
-
-// A caller's list variable, disposed of at the end of the scope.
-class OwnedList {
- public:
-  OwnedList() = default;
-  OwnedList(const OwnedList&) = delete;
-  OwnedList& operator=(const OwnedList&) = delete;
-  ~OwnedList() { Dispose(); }
-  void Dispose() {
-    if (handle != nullptr) SEQ_Dispose(handle, 0);
-    handle = nullptr;
-  }
-  SEQ_ListH handle = nullptr;
-};
+using crvtest::CapabilityOverride;
+using crvtest::OwnedList;
 
 using Pair = std::array<double, 2>;  // a table entry {t, s} or a point {x, y}
 

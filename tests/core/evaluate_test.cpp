@@ -9,26 +9,14 @@
 #include "crv/crv.h"
 #include "host/hs.h"
 #include "support/curves.h"
+#include "support/host_controls.h"
 #include "support/near.h"
 
 namespace {
 
 using crvtest::OwnedCurve;
+using crvtest::CapabilityOverride;
 using crvtest::Random;
-
-// Points the host's capability record at one whose word 3 is `paired`, for one scope.
-class CapabilityOverride {
- public:
-  explicit CapabilityOverride(int32_t paired) : saved_(HS_G_CPU_DataP) {
-    record_[3] = paired;
-    HS_G_CPU_DataP = record_;
-  }
-  ~CapabilityOverride() { HS_G_CPU_DataP = saved_; }
-
- private:
-  const int32_t* saved_;
-  int32_t record_[8] = {};
-};
 
 bool MachineHasPairedPath() { return HS_G_CPU_DataP[3] != 0; }
 

@@ -16,25 +16,14 @@
 #include "host/host_test.h"
 #include "host/seq.h"
 #include "support/curves.h"
+#include "support/host_controls.h"
 
 namespace fittest {
 
+using crvtest::OwnedList;
+
 // Not a code that the host or the library produces on its own.
 constexpr int32_t kCode = -7777;
-
-// A caller's list variable, disposed of at the end of the scope.
-class OwnedList {
- public:
-  OwnedList() = default;
-  OwnedList(const OwnedList&) = delete;
-  OwnedList& operator=(const OwnedList&) = delete;
-  ~OwnedList() { Dispose(); }
-  void Dispose() {
-    if (handle != nullptr) SEQ_Dispose(handle, 0);
-    handle = nullptr;
-  }
-  SEQ_ListH handle = nullptr;
-};
 
 inline int32_t Count(SEQ_ListH list) {
   int32_t count;

@@ -21,9 +21,11 @@
 #include "host/host_test.h"
 #include "host/hs.h"
 #include "support/curves.h"
+#include "support/host_controls.h"
 
 namespace {
 
+using crvtest::CapabilityOverride;
 using crvtest::OwnedCurve;
 using hardening::OwnedList;
 using V2 = GEO_Vector2T<double>;
@@ -359,23 +361,6 @@ Record RunEveryExport(const Shared& in) {
   }
   return r;
 }
-
-// Points the capability record at one whose word 3 selects the paired path or not, for a scope.
-// Set before the threads start and restored after they are joined, so no thread sees it change.
-class CapabilityOverride {
- public:
-  explicit CapabilityOverride(int32_t paired) : saved_(HS_G_CPU_DataP) {
-    record_[3] = paired;
-    HS_G_CPU_DataP = record_;
-  }
-  CapabilityOverride(const CapabilityOverride&) = delete;
-  CapabilityOverride& operator=(const CapabilityOverride&) = delete;
-  ~CapabilityOverride() { HS_G_CPU_DataP = saved_; }
-
- private:
-  const int32_t* saved_;
-  int32_t record_[8] = {};
-};
 
 TEST(Concurrency, EveryExportOnEightThreadsMatchesOneThreadBitForBit) {
   const Shared shared;

@@ -295,20 +295,6 @@ const GalleryEntry kGallery[] = {
      GalleryPlane},
 };
 
-std::string HtmlEscape(const std::string& text) {
-  std::string out;
-  for (char c : text) {
-    switch (c) {
-      case '&': out += "&amp;"; break;
-      case '<': out += "&lt;"; break;
-      case '>': out += "&gt;"; break;
-      case '"': out += "&quot;"; break;
-      default: out += c;
-    }
-  }
-  return out;
-}
-
 fs::path WriteGallery(const fs::path& outDir) {
   std::string html =
       "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
@@ -325,8 +311,8 @@ fs::path WriteGallery(const fs::path& outDir) {
           "the built-in 2-D curve in one picture.</figcaption>\n</figure>\n";
   for (const GalleryEntry& e : kGallery) {
     e.draw(outDir / e.file);
-    html += "<figure>\n<img src=\"" + std::string(e.file) + "\" alt=\"" + HtmlEscape(e.title) +
-            "\">\n<figcaption><b>" + HtmlEscape(e.title) + "</b>: " + HtmlEscape(e.caption) +
+    html += "<figure>\n<img src=\"" + std::string(e.file) + "\" alt=\"" + svg::Escape(e.title) +
+            "\">\n<figcaption><b>" + svg::Escape(e.title) + "</b>: " + svg::Escape(e.caption) +
             "</figcaption>\n</figure>\n";
   }
   html += "</body>\n</html>\n";

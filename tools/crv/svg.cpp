@@ -19,6 +19,16 @@ std::string Num(double v) {
   return buf;
 }
 
+
+std::string StyleAttrs(const Style& s) {
+  std::string a = " stroke=\"" + Escape(s.stroke) + "\" fill=\"" + Escape(s.fill) + "\"";
+  if (s.stroke != "none") a += " stroke-width=\"" + Num(s.strokeWidth) + "\"";
+  if (!s.dash.empty()) a += " stroke-dasharray=\"" + Escape(s.dash) + "\"";
+  return a;
+}
+
+}  // namespace
+
 std::string Escape(const std::string& text) {
   std::string out;
   for (char c : text) {
@@ -32,15 +42,6 @@ std::string Escape(const std::string& text) {
   }
   return out;
 }
-
-std::string StyleAttrs(const Style& s) {
-  std::string a = " stroke=\"" + Escape(s.stroke) + "\" fill=\"" + Escape(s.fill) + "\"";
-  if (s.stroke != "none") a += " stroke-width=\"" + Num(s.strokeWidth) + "\"";
-  if (!s.dash.empty()) a += " stroke-dasharray=\"" + Escape(s.dash) + "\"";
-  return a;
-}
-
-}  // namespace
 
 void Box::Include(Point p) {
   if (empty) {

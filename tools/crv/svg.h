@@ -11,6 +11,9 @@
 
 namespace crvtool::svg {
 
+// Text made safe for XML and HTML content and attribute values (& < > ").
+std::string Escape(const std::string& text);
+
 struct Point {
   double x, y;
 };
