@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "arclength/arc_table.h"
-#include "core/host_lists.h"
+#include "core/host_adapters/host_lists.h"
 
 namespace {
 

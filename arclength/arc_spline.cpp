@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "arclength/arc_table.h"
-#include "core/host_lists.h"
+#include "core/host_adapters/host_lists.h"
 
 namespace crv {
 

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "core/host_lists.h"
+#include "core/host_adapters/host_lists.h"
 
 namespace crv {
 

@@ -2,7 +2,7 @@
 // chords are shorter than a distance, the end point of every piece stored in a caller's list.
 #include <cstdint>
 
-#include "core/host_lists.h"
+#include "core/host_adapters/host_lists.h"
 #include "crv/crv.h"
 
 namespace crv {

@@ -23,6 +23,14 @@ inline SplitPoints<T> SplitAt(const T& p0, const T& p1, const T& p2, const T& p3
   return {q0, r0, m, r1, q2};
 }
 
+// Where t falls within the part [from, 1] left over after a split at `from`, for cutting that
+// part next. At from = 1 the part is a single point and any cut of it will do: it is cut at 1
+// rather than dividing by zero.
+inline double ParameterInRemainder(double t, double from) {
+  const double span = 1.0 - from;
+  return span == 0.0 ? 1.0 : (t - from) / span;
+}
+
 }  // namespace crv
 
 #endif

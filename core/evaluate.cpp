@@ -4,9 +4,10 @@
 //   c = 3 (P1 - P0),  b = 3 ((P0 - 2 P1) + P2),  a = (P3 - P0) + 3 (P1 - P2)
 //   B(t) = P0 + c t + b t^2 + a t^3,  B'(t) = c + 2b t + 3a t^2,  B''(t) = 2b + 6a t.
 // Every formula keeps the grouping written beside it: results are pinned bit for bit.
-#include "core/capability.h"
+#include "core/evaluate.h"
+
 #include "core/evaluate_paired.h"
-#include "crv/crv.h"
+#include "core/host_adapters/capability.h"
 
 namespace {
 
@@ -32,38 +33,54 @@ void EvaluatePointScalar(const CRV_Curve& curve, double t, double* out) {
 
 }  // namespace
 
-int32_t CRV_EvaluatePoint(const CRV_Curve* curve, double t, double* out) {
-  if (curve->dims <= 0) return CRV_ErrNone;
+namespace crv {
+
+void PointAt(const CRV_Curve& curve, double t, double* out) {
+  if (curve.dims <= 0) return;
   // The paired path handles coordinates two at a time, so it needs at least two.
-  if (curve->dims >= 2 && crv::UsePairedPath())
-    crv::EvaluatePointPaired(*curve, t, out);
+  if (curve.dims >= 2 && UsePairedPath())
+    EvaluatePointPaired(curve, t, out);
   else
-    EvaluatePointScalar(*curve, t, out);
-  return CRV_ErrNone;
+    EvaluatePointScalar(curve, t, out);
 }
 
-int32_t CRV_EvaluateDeriv(const CRV_Curve* curve, double t, double* out) {
-  const double* p0 = curve->ctpts[0];
-  const double* p1 = curve->ctpts[1];
-  const double* p2 = curve->ctpts[2];
-  const double* p3 = curve->ctpts[3];
-  for (int k = 0; k < curve->dims; ++k) {
+void DerivAt(const CRV_Curve& curve, double t, double* out) {
+  const double* p0 = curve.ctpts[0];
+  const double* p1 = curve.ctpts[1];
+  const double* p2 = curve.ctpts[2];
+  const double* p3 = curve.ctpts[3];
+  for (int k = 0; k < curve.dims; ++k) {
     const double a = (p3[k] - p0[k]) + 3.0 * (p1[k] - p2[k]);
     // 3 ((P1 - P0) + (2 ((P0 - 2 P1) + P2) + a t) t)
     out[k] = 3.0 * ((p1[k] - p0[k]) + (2.0 * ((p0[k] - 2.0 * p1[k]) + p2[k]) + a * t) * t);
   }
-  return CRV_ErrNone;
 }
 
-int32_t CRV_EvaluateDeriv2(const CRV_Curve* curve, double t, double* out) {
-  const double* p0 = curve->ctpts[0];
-  const double* p1 = curve->ctpts[1];
-  const double* p2 = curve->ctpts[2];
-  const double* p3 = curve->ctpts[3];
-  for (int k = 0; k < curve->dims; ++k) {
+void Deriv2At(const CRV_Curve& curve, double t, double* out) {
+  const double* p0 = curve.ctpts[0];
+  const double* p1 = curve.ctpts[1];
+  const double* p2 = curve.ctpts[2];
+  const double* p3 = curve.ctpts[3];
+  for (int k = 0; k < curve.dims; ++k) {
     const double a = (p3[k] - p0[k]) + 3.0 * (p1[k] - p2[k]);
     // ((((P0 - 2 P1) + P2) + a t) 3) 2: times 3, then times 2.
     out[k] = ((((p0[k] - 2.0 * p1[k]) + p2[k]) + a * t) * 3.0) * 2.0;
   }
+}
+
+}  // namespace crv
+
+int32_t CRV_EvaluatePoint(const CRV_Curve* curve, double t, double* out) {
+  crv::PointAt(*curve, t, out);
+  return CRV_ErrNone;
+}
+
+int32_t CRV_EvaluateDeriv(const CRV_Curve* curve, double t, double* out) {
+  crv::DerivAt(*curve, t, out);
+  return CRV_ErrNone;
+}
+
+int32_t CRV_EvaluateDeriv2(const CRV_Curve* curve, double t, double* out) {
+  crv::Deriv2At(*curve, t, out);
   return CRV_ErrNone;
 }

@@ -37,10 +37,7 @@ void CRV_SubdivideCurve(const CRV_CurveClass<N, V>& curve, double t1, double t2,
                         CRV_CurveClass<N, V>* third) {
   CRV_CurveClass<N, V> rest;
   CRV_SubdivideCurve(curve, t1, first, &rest);
-  // t2 within the remainder [t1, 1]; at t1 = 1 the remainder is a point and any split of it will
-  // do, so it is split at 1 rather than dividing by zero.
-  const double span = 1.0 - t1;
-  CRV_SubdivideCurve(rest, span == 0.0 ? 1.0 : (t2 - t1) / span, second, third);
+  CRV_SubdivideCurve(rest, crv::ParameterInRemainder(t2, t1), second, third);
 }
 
 template CRV_API void CRV_SubdivideCurve<2, GEO_Vector2T<double>>(

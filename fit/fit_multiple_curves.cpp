@@ -2,7 +2,7 @@
 // sample within the error bound of its segment, delivered in the caller's host lists.
 #include <memory>
 
-#include "core/guard.h"
+#include "core/host_adapters/guard.h"
 #include "fit/fit_engine.h"
 
 namespace {

@@ -3,8 +3,8 @@
 #include <cstring>
 #include <memory>
 
-#include "core/guard.h"
-#include "core/host_lists.h"
+#include "core/host_adapters/guard.h"
+#include "core/host_adapters/host_lists.h"
 #include "fit/fit_engine.h"
 
 namespace {

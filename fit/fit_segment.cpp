@@ -5,8 +5,8 @@
 #include <cmath>
 #include <cstddef>
 
-#include "core/handle_names.h"
-#include "core/host_lists.h"
+#include "core/host_adapters/handle_names.h"
+#include "core/host_adapters/host_lists.h"
 #include "fit/fit_engine.h"
 #include "host/hs.h"
 

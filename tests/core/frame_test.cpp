@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "core/guard.h"
+#include "core/host_adapters/guard.h"
 #include "crv/crv.h"
 #include "host/hs.h"
 #include "host/host_test.h"

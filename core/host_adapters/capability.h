@@ -1,6 +1,6 @@
 // The processor-capability flag that selects the paired (vectorised) paths.
-#ifndef CRV_CORE_CAPABILITY_H
-#define CRV_CORE_CAPABILITY_H
+#ifndef CRV_CORE_HOST_ADAPTERS_CAPABILITY_H
+#define CRV_CORE_HOST_ADAPTERS_CAPABILITY_H
 
 #include "host/hs.h"
 

@@ -1,6 +1,6 @@
 // The exception boundary of the plain functions whose work can throw.
-#ifndef CRV_CORE_GUARD_H
-#define CRV_CORE_GUARD_H
+#ifndef CRV_CORE_HOST_ADAPTERS_GUARD_H
+#define CRV_CORE_HOST_ADAPTERS_GUARD_H
 
 #include <cstdint>
 #include <exception>

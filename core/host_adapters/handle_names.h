@@ -1,6 +1,6 @@
 // Message indices of handle names and the lookup every handle request goes through.
-#ifndef CRV_CORE_HANDLE_NAMES_H
-#define CRV_CORE_HANDLE_NAMES_H
+#ifndef CRV_CORE_HOST_ADAPTERS_HANDLE_NAMES_H
+#define CRV_CORE_HOST_ADAPTERS_HANDLE_NAMES_H
 
 #include "crv/crv.h"
 #include "host/hs.h"

@@ -1,12 +1,17 @@
-// How the library uses host lists: reading the block, storing at a position, and guards that
-// release locks and temporary lists on every path.
+// How the library uses host lists: reading the block, storing at a position, creating a caller's
+// list on first use, and guards that release locks and temporary lists on every path.
 //
-// Calling pattern: the first non-zero code of a host operation ends the work and is returned; a
-// lock is released on every path and a failing unlock's code replaces the result; a temporary
-// list is disposed of on every path and a failing disposal's code is reported only when nothing
-// failed before it.
-#ifndef CRV_CORE_HOST_LISTS_H
-#define CRV_CORE_HOST_LISTS_H
+// The release rule. The first non-zero code of a host operation ends the work (by an early
+// return) and is returned. Every lock and every temporary list is released on every path, the
+// guards' destructors covering the paths that never reach Release. What a failing release does to
+// the result depends on whose object it is:
+//  - unlocking a caller's list: the unlock's code replaces the result (LockedList::Release), since
+//    the caller must learn that its list may still be locked;
+//  - releasing what the call made for itself (a temporary list, or a lock on one): the code is
+//    reported only when nothing failed before (TemporaryList::Release,
+//    LockedList::ReleaseTemporary), since the first failure is the one that explains the result.
+#ifndef CRV_CORE_HOST_ADAPTERS_HOST_LISTS_H
+#define CRV_CORE_HOST_ADAPTERS_HOST_LISTS_H
 
 #include <cstdint>
 #include <cstring>
@@ -36,6 +41,14 @@ inline int32_t StoreAt(SEQ_ListH list, int32_t index, const void* item) {
   return SEQ_SetItem(item, index, list, 0, 0);
 }
 
+// A caller's list handle variable: null means "no list yet", and the list is then created there
+// (and stays there, the caller's, also when a later step fails). *created tells which happened.
+inline int32_t UseOrCreateList(SEQ_ListH* list, int32_t itemSize, int32_t growBy, bool* created) {
+  *created = *list == nullptr;
+  if (!*created) return 0;
+  return SEQ_New(0, itemSize, growBy, 1, list);
+}
+
 // A lock on a list for the length of one call. Release() hands back the code to report; the
 // destructor unlocks on paths that never reach Release (an exception).
 class LockedList {
@@ -50,15 +63,25 @@ class LockedList {
   // The code of the lock itself: non-zero when the list could not be locked (nothing to unlock).
   int32_t code() const { return code_; }
 
-  // Unlocks; a failing unlock's code replaces `result`.
+  // Unlocks a caller's list; a failing unlock's code replaces `result`.
   int32_t Release(int32_t result) {
-    if (code_ != 0) return result;
-    code_ = -1;  // released
-    const int32_t unlock = SEQ_Unlock(list_);
+    const int32_t unlock = Unlock();
     return unlock != 0 ? unlock : result;
   }
 
+  // Unlocks a temporary list; a failing unlock is reported only when `result` is 0.
+  int32_t ReleaseTemporary(int32_t result) {
+    const int32_t unlock = Unlock();
+    return result != 0 ? result : unlock;
+  }
+
  private:
+  int32_t Unlock() {
+    if (code_ != 0) return 0;  // never locked, or released already
+    code_ = -1;
+    return SEQ_Unlock(list_);
+  }
+
   SEQ_ListH list_;
   int32_t code_;
 };
