@@ -8,9 +8,14 @@
 #include <cmath>
 
 #include "adaptive/straightness.h"
+#include "core/evaluate.h"
 #include "crv/crv.h"
 
 namespace {
+
+// A difference in time (x, absolute, in the curve's time units) below this counts as none: a
+// segment spanning less time is taken as vertical rather than dividing by almost nothing.
+constexpr double kVerticalTimeSpan = 1e-12;
 
 // The y range outputs; `tracked` is false when the caller gave none.
 struct YRange {
@@ -32,10 +37,9 @@ struct YRange {
   }
 };
 
-// y at abscissa x on the segment a-b. Ends closer than 1e-12 in x (absolute, in the curve's time
-// units) would divide by almost nothing: the segment is taken as vertical and yields b's y.
+// y at abscissa x on the segment a-b; b's y when the segment is vertical.
 inline double YAt(double x, const double a[2], const double b[2]) {
-  if (std::fabs(a[0] - b[0]) < 1e-12) return b[1];
+  if (std::fabs(a[0] - b[0]) < kVerticalTimeSpan) return b[1];
   return (x - a[0]) / (b[0] - a[0]) * (b[1] - a[1]) + a[1];
 }
 
@@ -63,9 +67,9 @@ struct CallbackJudge {
   CRV_FlatnessFunc callback;
   void* context;
 
-  int32_t operator()(const CRV_Curve* curve, const CRV_Curve&, uint32_t depth, End& a, End& b,
+  int32_t operator()(const CRV_Curve* curve, const CRV_Curve&, uint32_t depth, End* a, End* b,
                      bool* accept) const {
-    return callback(context, depth, a.t, b.t, a.p, b.p, curve, accept);
+    return callback(context, depth, a->t, b->t, a->p, b->p, curve, accept);
   }
 };
 
@@ -73,16 +77,16 @@ struct CallbackJudge {
 struct LinearFuncJudge {
   const CRV_LinearityParams* params;
 
-  static int32_t Derivative(const CRV_Curve& plane, End& end) {
-    if (end.haveDerivative) return CRV_ErrNone;
-    const int32_t code = CRV_EvaluateDeriv(&plane, end.t, end.d);
-    if (code != 0) return code;
-    end.dSq = crv::TangentSq(end.d);
-    end.haveDerivative = true;
-    return CRV_ErrNone;
+  static crv::Tangent Derivative(const CRV_Curve& plane, End* end) {
+    if (!end->haveDerivative) {
+      crv::DerivAt(plane, end->t, end->d);
+      end->dSq = crv::TangentSq(end->d);
+      end->haveDerivative = true;
+    }
+    return {end->d, end->dSq};
   }
 
-  int32_t operator()(const CRV_Curve*, const CRV_Curve& plane, uint32_t depth, End& a, End& b,
+  int32_t operator()(const CRV_Curve*, const CRV_Curve& plane, uint32_t depth, End* a, End* b,
                      bool* accept) const {
     *accept = false;
     if (params == nullptr || params->checkWord != CRV_LINEARITY_CHECK_WORD)
@@ -93,16 +97,13 @@ struct LinearFuncJudge {
     }
     if (depth < params->minDepth) return CRV_ErrNone;
     // A short chord settles it before the tangents are needed (evaluation has no side effects).
-    const double dx = a.p[0] - b.p[0], dy = a.p[1] - b.p[1];
+    const double dx = a->p[0] - b->p[0], dy = a->p[1] - b->p[1];
     if (params->minChordSq > dx * dx + dy * dy) {
       *accept = true;
       return CRV_ErrNone;
     }
-    int32_t code;
-    if ((code = Derivative(plane, a)) != 0) return code;
-    if ((code = Derivative(plane, b)) != 0) return code;
-    *accept = crv::IsStraight(a.p, b.p, a.d, a.dSq, b.d, b.dSq, params->minChordSq,
-                              params->angleTol);
+    const crv::Tangent u = Derivative(plane, a), v = Derivative(plane, b);
+    *accept = crv::IsStraight(a->p, b->p, u, v, params->minChordSq, params->angleTol);
     return CRV_ErrNone;
   }
 };
@@ -114,10 +115,12 @@ struct Walk {
   SEQ_ListH* list;
   YRange range;
 
-  int32_t Evaluate(double t, End& end) const {
+  End EndAt(double t) const {
+    End end;
     end.t = t;
     end.haveDerivative = false;
-    return CRV_EvaluatePoint(&plane, t, end.p);
+    crv::PointAt(plane, t, end.p);
+    return end;
   }
 };
 
@@ -129,20 +132,19 @@ struct PolylineWalk : Walk {
   const double* xHigh;
   bool startEmitted;
 
-  int32_t Piece(End& a, End& b, uint32_t depth) {
-    const double tm = (a.t + b.t) * 0.5;
-    const double* p0 = a.p;
-    const double* p1 = b.p;
+  int32_t Piece(End* a, End* b, uint32_t depth) {
+    const double tm = (a->t + b->t) * 0.5;
+    const double* p0 = a->p;
+    const double* p1 = b->p;
     if (xLow != nullptr && *xLow > p0[0] && *xLow > p1[0]) return CRV_ErrNone;
     if (xHigh != nullptr && p0[0] > *xHigh && p1[0] > *xHigh) return CRV_ErrNone;
     bool accept = false;
     int32_t code = judge(curve, plane, depth, a, b, &accept);
     if (code != 0) return code;
     if (!accept) {
-      End m;
-      if ((code = Evaluate(tm, m)) != 0) return code;
-      if ((code = Piece(a, m, depth + 1)) != 0) return code;
-      return Piece(m, b, depth + 1);
+      End m = EndAt(tm);
+      if ((code = Piece(a, &m, depth + 1)) != 0) return code;
+      return Piece(&m, b, depth + 1);
     }
     if (!startEmitted) {
       if (xLow != nullptr && *xLow >= p0[0])
@@ -157,15 +159,14 @@ struct PolylineWalk : Walk {
   }
 
   int32_t Run() {
-    End a, b;
-    int32_t code;
-    if ((code = Evaluate(0.0, a)) != 0) return code;
+    End a = EndAt(0.0);
     if (xLow == nullptr || a.p[0] > *xLow) {
-      if ((code = Append(list, range, a.p[0], a.p[1])) != 0) return code;
+      const int32_t code = Append(list, range, a.p[0], a.p[1]);
+      if (code != 0) return code;
       startEmitted = true;
     }
-    if ((code = Evaluate(1.0, b)) != 0) return code;
-    return Piece(a, b, 0);
+    End b = EndAt(1.0);
+    return Piece(&a, &b, 0);
   }
 };
 
@@ -177,20 +178,19 @@ struct MidpointWalk : Walk {
   double xA;
   double xB;
 
-  int32_t Piece(End& a, End& b, uint32_t depth) {
-    const double tm = (b.t - a.t) * 0.5 + a.t;
-    const double* p0 = a.p;
-    const double* p1 = b.p;
+  int32_t Piece(End* a, End* b, uint32_t depth) {
+    const double tm = (b->t - a->t) * 0.5 + a->t;
+    const double* p0 = a->p;
+    const double* p1 = b->p;
     if (xA > p0[0] && xA > p1[0]) return CRV_ErrNone;
     if (p0[0] > xB && p1[0] > xB) return CRV_ErrNone;
     bool accept = false;
     int32_t code = judge(curve, plane, depth, a, b, &accept);
     if (code != 0) return code;
-    End m;
-    if ((code = Evaluate(tm, m)) != 0) return code;
+    End m = EndAt(tm);
     if (!accept) {
-      if ((code = Piece(a, m, depth + 1)) != 0) return code;
-      return Piece(m, b, depth + 1);
+      if ((code = Piece(a, &m, depth + 1)) != 0) return code;
+      return Piece(&m, b, depth + 1);
     }
     const double* pm = m.p;
     if (xA >= p0[0] && (code = Append(list, range, xA, YAt(xA, p0, p1))) != 0) return code;
@@ -200,39 +200,25 @@ struct MidpointWalk : Walk {
   }
 
   int32_t Run() {
-    End a, b;
-    int32_t code;
-    if ((code = Evaluate(0.0, a)) != 0) return code;
-    if ((code = Evaluate(1.0, b)) != 0) return code;
-    return Piece(a, b, 0);
+    End a = EndAt(0.0), b = EndAt(1.0);
+    return Piece(&a, &b, 0);
   }
 };
 
-bool IsLinearFuncItself(CRV_FlatnessFunc callback) {
-  return callback == reinterpret_cast<CRV_FlatnessFunc>(&CRV_IsLinearFunc);
-}
-
+// Runs the walk WalkOf with the judge for `callback`: CRV_IsLinearFunc itself is answered in the
+// walk, any other callback is called. `setup` fills the walk's own fields.
 template <template <typename> class WalkOf, typename Setup>
-int32_t RunWalk(CRV_FlatnessFunc callback, void* context, const CRV_Curve* curve,
-                SEQ_ListH* list, const YRange& range, Setup&& setup) {
-  if (IsLinearFuncItself(callback)) {
-    WalkOf<LinearFuncJudge> walk{};
-    walk.judge = {static_cast<const CRV_LinearityParams*>(context)};
-    walk.curve = curve;
-    walk.plane = crv::PlaneView(*curve);
-    walk.list = list;
-    walk.range = range;
-    setup(walk);
+int32_t RunWalk(CRV_FlatnessFunc callback, void* context, const Walk& shared, const Setup& setup) {
+  auto run = [&](auto judge) {
+    WalkOf<decltype(judge)> walk{};
+    static_cast<Walk&>(walk) = shared;
+    walk.judge = judge;
+    setup(&walk);
     return walk.Run();
-  }
-  WalkOf<CallbackJudge> walk{};
-  walk.judge = {callback, context};
-  walk.curve = curve;
-  walk.plane = crv::PlaneView(*curve);
-  walk.list = list;
-  walk.range = range;
-  setup(walk);
-  return walk.Run();
+  };
+  if (callback == reinterpret_cast<CRV_FlatnessFunc>(&CRV_IsLinearFunc))
+    return run(LinearFuncJudge{static_cast<const CRV_LinearityParams*>(context)});
+  return run(CallbackJudge{callback, context});
 }
 
 }  // namespace
@@ -242,10 +228,11 @@ int32_t CRV_EvaluateAdaptively(CRV_FlatnessFunc callback, void* context, const d
                                double* yMin, double* yMax, SEQ_ListH* list) {
   const YRange range{haveRange, yMin, yMax,
                      haveRange != nullptr && yMin != nullptr && yMax != nullptr};
-  return RunWalk<PolylineWalk>(callback, context, curve, list, range, [&](auto& walk) {
-    walk.xLow = xLow;
-    walk.xHigh = xHigh;
-    walk.startEmitted = false;
+  const Walk shared{curve, crv::XYView(*curve), list, range};
+  return RunWalk<PolylineWalk>(callback, context, shared, [&](auto* walk) {
+    walk->xLow = xLow;
+    walk->xHigh = xHigh;
+    walk->startEmitted = false;
   });
 }
 
@@ -253,9 +240,10 @@ int32_t CRV_LinearlyInterpolateCurve(CRV_FlatnessFunc callback, void* context, d
                                      double xB, const CRV_Curve* curve, bool* haveRange,
                                      double* yMin, double* yMax, SEQ_ListH* list) {
   const YRange range{haveRange, yMin, yMax, true};
-  return RunWalk<MidpointWalk>(callback, context, curve, list, range, [&](auto& walk) {
-    walk.xA = xA;
-    walk.xB = xB;
+  const Walk shared{curve, crv::XYView(*curve), list, range};
+  return RunWalk<MidpointWalk>(callback, context, shared, [&](auto* walk) {
+    walk->xA = xA;
+    walk->xB = xB;
   });
 }
 

@@ -1,5 +1,6 @@
 // Straightness tests of a 2-D piece, and the depth-bounded flatness callback.
 #include "adaptive/straightness.h"
+#include "core/evaluate.h"
 #include "crv/crv.h"
 
 int32_t CRV_IsCurveLinear(const double* A, const double* B, const double* u, const double* v,
@@ -10,13 +11,12 @@ int32_t CRV_IsCurveLinear(const double* A, const double* B, const double* u, con
 
 int32_t CRV_IsSubCurveLinear(double t0, double t1, const CRV_Curve* curve, double minChordSq,
                              double tol, bool* out) {
-  const CRV_Curve plane = crv::PlaneView(*curve);
+  const CRV_Curve plane = crv::XYView(*curve);
   double u[2], v[2], a[2], b[2];
-  int32_t code;
-  if ((code = CRV_EvaluateDeriv(&plane, t0, u)) != 0) return code;
-  if ((code = CRV_EvaluateDeriv(&plane, t1, v)) != 0) return code;
-  if ((code = CRV_EvaluatePoint(&plane, t0, a)) != 0) return code;
-  if ((code = CRV_EvaluatePoint(&plane, t1, b)) != 0) return code;
+  crv::DerivAt(plane, t0, u);
+  crv::DerivAt(plane, t1, v);
+  crv::PointAt(plane, t0, a);
+  crv::PointAt(plane, t1, b);
   *out = crv::IsStraight(a, b, u, v, minChordSq, tol);
   return CRV_ErrNone;
 }

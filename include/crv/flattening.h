@@ -45,9 +45,8 @@ CRV_API int32_t CRV_IsCurveLinear(const double* A, const double* B, const double
                                   const double* v, double minChordSq, double tol, bool* out);
 
 /* *out = the test above for the piece [t0, t1] of a 2-D curve, with A = B(t0), B = B(t1),
- * u = B'(t0), v = B'(t1). Returns 0; *out is untouched when an evaluation fails. A record of
- * more than two dimensions is tested on its coordinates 0 and 1; one of fewer is outside the
- * contract. */
+ * u = B'(t0), v = B'(t1). Returns 0. A record of more than two dimensions is tested on its
+ * coordinates 0 and 1; one of fewer is not supported. */
 CRV_API int32_t CRV_IsSubCurveLinear(double t0, double t1, const CRV_Curve* curve,
                                      double minChordSq, double tol, bool* out);
 
@@ -56,9 +55,8 @@ CRV_API int32_t CRV_IsSubCurveLinear(double t0, double t1, const CRV_Curve* curv
  * Depths compare unsigned: depth > maxDepth is straight and depth < minDepth is not, without
  * evaluating the curve (p0 and p1 are not read); depths from minDepth to maxDepth run
  * CRV_IsSubCurveLinear with the record's minChordSq and angleTol. As the callback this forces at
- * least minDepth halvings and stops every branch at depth maxDepth + 1. Returns 0,
- * CRV_ErrBadRecord with *out = false when `params` is null or lacks its check word, or the code of
- * CRV_IsSubCurveLinear. */
+ * least minDepth halvings and stops every branch at depth maxDepth + 1. Returns 0, or
+ * CRV_ErrBadRecord with *out = false when `params` is null or lacks its check word. */
 CRV_API int32_t CRV_IsLinearFunc(const CRV_LinearityParams* params, uint32_t depth, double t0,
                                  double t1, const double* p0, const double* p1,
                                  const CRV_Curve* curve, bool* out);

@@ -49,8 +49,8 @@ TEST(IsCurveLinear, TangentBranch) {
   EXPECT_FALSE(Linear(a, b, nan, along, 0.0, 1.0));
 }
 
-// The test as stated, written out once more: both cosines with their square roots and divisions.
-bool StatedTest(const double a[2], const double b[2], const double u[2], const double v[2],
+// The criterion with both cosines formed by their square roots and divisions.
+bool CosineTest(const double a[2], const double b[2], const double u[2], const double v[2],
                 double minChordSq, double tol) {
   const double dx = a[0] - b[0], dy = a[1] - b[1];
   if (minChordSq > dx * dx + dy * dy) return true;
@@ -64,8 +64,8 @@ bool StatedTest(const double a[2], const double b[2], const double u[2], const d
 
 // The library settles most answers from squares, without roots or division; on tangents whose
 // cosine lies within a few units in the last place of 1 - tol, at scales from 2^-230 to 2^230, it
-// must still answer as the stated test does.
-TEST(IsCurveLinear, AgreesWithTheStatedTestAtTheThreshold) {
+// must still answer as the cosines do.
+TEST(IsCurveLinear, AgreesWithTheCosinesAtTheThreshold) {
   crvtest::Random rng(73);
   int passed = 0;
   for (int trial = 0; trial < 200000; ++trial) {
@@ -87,7 +87,7 @@ TEST(IsCurveLinear, AgreesWithTheStatedTestAtTheThreshold) {
     }
     bool out = false;
     CRV_IsCurveLinear(a, b, t[0], t[1], 0.0, tol, &out);
-    ASSERT_EQ(out, StatedTest(a, b, t[0], t[1], 0.0, tol)) << "trial " << trial;
+    ASSERT_EQ(out, CosineTest(a, b, t[0], t[1], 0.0, tol)) << "trial " << trial;
     passed += out;
   }
   // Both answers occur often enough to matter.
