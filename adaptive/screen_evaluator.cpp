@@ -6,6 +6,9 @@
 // two test points of each piece, then the run is cut at the midpoints it reported.
 #include "adaptive/screen_evaluator.h"
 
+#include "core/casteljau.h"
+#include "core/evaluate.h"
+
 namespace {
 
 // Throws a host code as an int, the typed functions' only way of reporting a failure.
@@ -13,13 +16,10 @@ inline void ThrowIfFailed(int32_t code) {
   if (code != 0) throw static_cast<int>(code);
 }
 
-// The piece [t0, t1] of a curve: the right part of a split at t0, cut at t1's parameter within
-// it. At t0 = 1 the right part is a single point and is cut at 1 rather than dividing by zero.
+// The piece [t0, t1] of a curve, the middle part of its three-way split.
 CRV_CurveClass3D Piece(const CRV_CurveClass3D& curve, double t0, double t1) {
-  CRV_CurveClass3D left, right, piece, rest;
-  CRV_SubdivideCurve(curve, t0, &left, &right);
-  const double span = 1.0 - t0;
-  CRV_SubdivideCurve(right, span == 0.0 ? 1.0 : (t1 - t0) / span, &piece, &rest);
+  CRV_CurveClass3D before, piece, after;
+  CRV_SubdivideCurve(curve, t0, t1, &before, &piece, &after);
   return piece;
 }
 
@@ -28,7 +28,7 @@ CRV_CurveClass3D Piece(const CRV_CurveClass3D& curve, double t0, double t1) {
 bool Misses(const CRV_CurveClass2D& q, const double s[2], double toleranceSq) {
   const double u = CRV_NearestPointOnCurve(GEO_Vector2T<double>{s[0], s[1]}, q);
   double e[2];
-  ThrowIfFailed(CRV_EvaluatePoint(q.Curve(), u, e));
+  crv::PointAt(*q.Curve(), u, e);
   return (e[1] - s[1]) * (e[1] - s[1]) + (e[0] - s[0]) * (e[0] - s[0]) > toleranceSq;
 }
 
@@ -60,8 +60,8 @@ bool CRVp_3DScreenCurveAdaptiveEvaluator<3, GEO_Vector3T<double>>::NeedsSubdivis
   // The true projection at the piece's quarter points, both points in one transform.
   const double span = t1 - t0;
   double s[6];
-  ThrowIfFailed(CRV_EvaluatePoint(curve.Curve(), t0 + span * 0.25, s));
-  ThrowIfFailed(CRV_EvaluatePoint(curve.Curve(), t0 + span * 0.75, s + 3));
+  crv::PointAt(*curve.Curve(), t0 + span * 0.25, s);
+  crv::PointAt(*curve.Curve(), t0 + span * 0.75, s + 3);
   ThrowIfFailed(GEO_Transform3DFloatPoints(&screenTransform, 2, s));
 
   const double s1[2] = {s[0], s[1]}, s3[2] = {s[3], s[4]};
@@ -82,13 +82,12 @@ void CRV_3DScreenCurveAdaptiveEvaluator(double tolerance, const GEO_Matrix4& tra
   CRV_EvaluateAdaptively(0.0, 1.0, curve, &evaluator);
 
   // Cut the copy at each reported parameter in turn: what is left after a cut at prev is the
-  // piece [prev, 1], in which t lies at (t - prev) / (1 - prev).
+  // piece [prev, 1].
   CRV_CurveClass3D rest(evaluator.sourceCurve), piece, next;
   double prev = 0.0;
   for (const double t : evaluator.paramValues) {
     if (!(t > 0.0)) continue;  // the leading 0
-    const double span = 1.0 - prev;
-    CRV_SubdivideCurve(rest, span == 0.0 ? 1.0 : (t - prev) / span, &piece, &next);
+    CRV_SubdivideCurve(rest, crv::ParameterInRemainder(t, prev), &piece, &next);
     rest = next;
     prev = t;
     out->push_back(crv::ProjectControlPoints(evaluator.screenTransform, piece));
