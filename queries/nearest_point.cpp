@@ -30,7 +30,7 @@ inline Pair MakePair(double x, double y) { return Pair{x, y}; }
 
 // Halves the polygon at t = 0.5: every de Casteljau point is 0.5 a + 0.5 b, and the half of each
 // point is formed once and shared by its two neighbours.
-inline void Halve(const Polygon& w, Polygon& left, Polygon& right) {
+inline void Halve(const Polygon& w, Polygon* left, Polygon* right) {
   const Pair half = {0.5, 0.5};
   Pair h0 = half * w.p[0], h1 = half * w.p[1], h2 = half * w.p[2], h3 = half * w.p[3];
   Pair h4 = half * w.p[4], h5 = half * w.p[5];
@@ -42,10 +42,10 @@ inline void Halve(const Polygon& w, Polygon& left, Polygon& right) {
   h0 = half * c0, h1 = half * c1, h2 = half * c2;
   const Pair d0 = h0 + h1, d1 = h1 + h2;
   const Pair e0 = half * d0 + half * d1;
-  left.p[0] = w.p[0], left.p[1] = a0, left.p[2] = b0, left.p[3] = c0, left.p[4] = d0;
-  left.p[5] = e0;
-  right.p[0] = e0, right.p[1] = d1, right.p[2] = c2, right.p[3] = b3, right.p[4] = a4;
-  right.p[5] = w.p[5];
+  left->p[0] = w.p[0], left->p[1] = a0, left->p[2] = b0, left->p[3] = c0, left->p[4] = d0;
+  left->p[5] = e0;
+  right->p[0] = e0, right->p[1] = d1, right->p[2] = c2, right->p[3] = b3, right->p[4] = a4;
+  right->p[5] = w.p[5];
 }
 
 // Sign changes among the y values, a negative value counting as -1 and anything else (0, -0,
@@ -73,42 +73,49 @@ inline double LargestLane(Pair a, Pair b) {
   return ab0 > ab1 ? ab0 : ab1;
 }
 
-// IsControlPolygonFlat for the quintic, with the four inner points taken two at a time.
+// Whether the polygon is flat enough (the half-spread of its axis crossings below 2^-65) to take
+// its chord's axis crossing as the root. Needs w[0].y != w[5].y.
 inline bool IsFlat(const Polygon& w) {
+  // The chord as a x + b y + c = 0; a != 0 since the end values differ in sign.
   const double x0 = w.p[0][0], y0 = w.p[0][1], x5 = w.p[5][0], y5 = w.p[5][1];
   const double a = y0 - y5;
   const double b = x5 - x0;
   const double c = x0 * y5 - x5 * y0;
   const double s = a * a + b * b;
-  if (!std::isfinite(s)) {  // overflow: leave it to the plain form, which divides one by one
-    ControlPoint points[kDegree + 1];
-    for (int k = 0; k <= kDegree; ++k) points[k] = {w.p[k][0], w.p[k][1]};
-    return IsControlPolygonFlat(points, kDegree);
+
+  // The largest signed squared distances e^2 / s of the inner points above and below the chord.
+  // When s overflows, every e^2 / s is 0 or NaN (an infinite square over s): none moves them off 0.
+  double above = 0.0, below = 0.0;
+  if (std::isfinite(s)) {
+    const Pair av = {a, a}, bv = {b, b}, cv = {c, c}, zero = {0.0, 0.0};
+    const Pair x12 = {w.p[1][0], w.p[2][0]}, y12 = {w.p[1][1], w.p[2][1]};
+    const Pair x34 = {w.p[3][0], w.p[4][0]}, y34 = {w.p[3][1], w.p[4][1]};
+    const Pair e12 = av * x12 + bv * y12 + cv;
+    const Pair e34 = av * x34 + bv * y34 + cv;
+    const Pair sq12 = e12 * e12, sq34 = e34 * e34;
+    // The largest square on each side of the chord; squares on the other side (or of a NaN) are
+    // masked to +0 and so never the largest.
+    const double aboveSq =
+        LargestLane(Masked(sq12, (PairMask)(e12 > zero)), Masked(sq34, (PairMask)(e34 > zero)));
+    const double belowSq =
+        LargestLane(Masked(sq12, (PairMask)(e12 < zero)), Masked(sq34, (PairMask)(e34 < zero)));
+    // Correctly rounded division by s > 0 keeps the order of the squares: dividing the largest
+    // square gives the largest quotient.
+    if (aboveSq > 0.0) above = aboveSq / s;
+    if (belowSq > 0.0) below = -(belowSq / s);
   }
 
-  const Pair av = {a, a}, bv = {b, b}, cv = {c, c}, zero = {0.0, 0.0};
-  const Pair x12 = {w.p[1][0], w.p[2][0]}, y12 = {w.p[1][1], w.p[2][1]};
-  const Pair x34 = {w.p[3][0], w.p[4][0]}, y34 = {w.p[3][1], w.p[4][1]};
-  const Pair e12 = av * x12 + bv * y12 + cv;
-  const Pair e34 = av * x34 + bv * y34 + cv;
-  const Pair sq12 = e12 * e12, sq34 = e34 * e34;
-  // The largest square on each side of the chord; squares on the other side (or of a NaN) are
-  // masked to +0 and so never the largest.
-  const double aboveSq =
-      LargestLane(Masked(sq12, (PairMask)(e12 > zero)), Masked(sq34, (PairMask)(e34 > zero)));
-  const double belowSq =
-      LargestLane(Masked(sq12, (PairMask)(e12 < zero)), Masked(sq34, (PairMask)(e34 < zero)));
-  // Correctly rounded division by s > 0 keeps the order of the squares: dividing the largest
-  // square gives the largest quotient.
-  const double above = aboveSq > 0.0 ? aboveSq / s : 0.0;
-  const double below = belowSq > 0.0 ? -(belowSq / s) : 0.0;
+  // The axis crossings of the chord's line shifted by `above` and by `below`, added to c as they
+  // stand. Their spread is |x1 - x2|, so that a NaN from either side makes the polygon not flat.
   const double q = 1.0 / -a;
   const double x1 = (above + c) * q;
   const double x2 = (c + below) * q;
+  // 2^-65, half the width of the narrowest interval that kMaxDepth halvings of [0, 1] produce.
   return 0.5 * std::fabs(x1 - x2) < std::ldexp(1.0, -kMaxDepth - 1);
 }
 
-inline double ChordRootOf(const Polygon& w) {
+// Where the chord from w[0] to w[5] meets y = 0.
+inline double ChordRoot(const Polygon& w) {
   const double x0 = w.p[0][0], y0 = w.p[0][1], x5 = w.p[5][0], y5 = w.p[5][1];
   return ((x5 - x0) * y0 - (y5 - y0) * x0) / (y0 - y5);
 }
@@ -126,11 +133,11 @@ int FindRoots(Polygon w, int s, int depth, double* store, int capacity) {
       return found;
     }
     if (s == 1 && IsFlat(w)) {
-      store[found++] = ChordRootOf(w);
+      store[found++] = ChordRoot(w);
       return found;
     }
     Polygon left, right;
-    Halve(w, left, right);
+    Halve(w, &left, &right);
     ++depth;
     const int sLeft = SignChanges(left);
     const int sRight = SignChanges(right);
@@ -179,71 +186,12 @@ int FindQuinticRoots(const ControlPoint w[kDegree + 1], int depth, double* store
   return FindRoots(polygon, s, depth, store, capacity);
 }
 
-int CountSignChanges(const ControlPoint* w, int n) {
-  int changes = 0;
-  for (int i = 1; i <= n; ++i) changes += (w[i].y < 0.0) != (w[i - 1].y < 0.0);
-  return changes;
-}
-
-bool IsControlPolygonFlat(const ControlPoint* w, int n) {
-  // The chord as a x + b y + c = 0; a != 0 since the end values differ in sign.
-  const double a = w[0].y - w[n].y;
-  const double b = w[n].x - w[0].x;
-  const double c = w[0].x * w[n].y - w[n].x * w[0].y;
-  const double s = a * a + b * b;
-
-  // The largest signed squared distances e^2 / s of the inner points above and below the chord.
-  // Correctly rounded division by s > 0 keeps the order of the squares, so the largest square is
-  // divided once instead of each one.
-  double above = 0.0, below = 0.0;
-  if (std::isfinite(s)) {
-    double aboveSq = 0.0, belowSq = 0.0;
-    for (int i = 1; i < n; ++i) {
-      const double e = a * w[i].x + b * w[i].y + c;
-      if (e > 0.0 && e * e > aboveSq) aboveSq = e * e;
-      if (e < 0.0 && e * e > belowSq) belowSq = e * e;
-    }
-    if (aboveSq > 0.0) above = aboveSq / s;
-    if (belowSq > 0.0) below = -(belowSq / s);
-  } else {
-    for (int i = 1; i < n; ++i) {
-      double e = a * w[i].x + b * w[i].y + c;
-      if (e > 0.0) e = e * e / s;
-      if (e < 0.0) e = -(e * e / s);
-      if (e > above) above = e;
-      if (e < below) below = e;
-    }
-  }
-
-  // The axis crossings of the chord's line shifted by `above` and by `below`. The shifts are the
-  // squared distances as they stand, added to c.
-  const double q = 1.0 / -a;
-  const double x1 = (above + c) * q;
-  const double x2 = (c + below) * q;
-  // max - min, written as |x1 - x2| (the same value: rounding is symmetric) so that a NaN from
-  // either side makes the polygon not flat.
-  const double error = 0.5 * std::fabs(x1 - x2);
-  // 2^-65, half the width of the narrowest interval that kMaxDepth halvings of [0, 1] produce.
-  return error < std::ldexp(1.0, -kMaxDepth - 1);
-}
-
-double ChordRoot(const ControlPoint* w, int n) {
-  return ((w[n].x - w[0].x) * w[0].y - (w[n].y - w[0].y) * w[0].x) / (w[0].y - w[n].y);
-}
-
-ControlPoint SplitBezier(const ControlPoint* q, int n, double t, ControlPoint* left,
-                         ControlPoint* right) {
-  ControlPoint r[kDegree + 1] = {};
-  for (int j = 0; j <= n; ++j) r[j] = q[j];
-  if (left != nullptr) left[0] = r[0];
-  if (right != nullptr) right[n] = r[n];
+ControlPoint CubicPointAt(const ControlPoint v[4], double t) {
+  ControlPoint r[4] = {v[0], v[1], v[2], v[3]};
   const double s = 1.0 - t;
-  for (int i = 1; i <= n; ++i) {
-    for (int j = 0; j <= n - i; ++j)
+  for (int i = 1; i <= 3; ++i)
+    for (int j = 0; j <= 3 - i; ++j)
       r[j] = {s * r[j].x + t * r[j + 1].x, s * r[j].y + t * r[j + 1].y};
-    if (left != nullptr) left[i] = r[0];
-    if (right != nullptr) right[n - i] = r[n - i];
-  }
   return r[0];
 }
 
@@ -267,7 +215,7 @@ double CRV_NearestPointOnCurve(GEO_Vector2T<double> point, const CRV_CurveClass2
   double best = dx * dx + dy * dy;
   double bestT = 0.0;
   for (int i = 0; i < count; ++i) {
-    const ControlPoint p = crv::nearest::SplitBezier(v, 3, candidates[i], nullptr, nullptr);
+    const ControlPoint p = crv::nearest::CubicPointAt(v, candidates[i]);
     dx = point.x - p.x;
     dy = point.y - p.y;
     const double d = dx * dx + dy * dy;

@@ -33,20 +33,8 @@ void BuildDistanceQuintic(GEO_Vector2T<double> p, const GEO_Vector2T<double> v[4
 // separates. Roots beyond `capacity` are dropped (the largest ones).
 int FindQuinticRoots(const ControlPoint w[kDegree + 1], int depth, double* store, int capacity);
 
-// Sign changes among the y of w[0..n] (0 and -0 and NaN count as positive); 0 when n < 1.
-int CountSignChanges(const ControlPoint* w, int n);
-
-// Whether the polygon w[0..n] is flat enough (its half-spread of axis crossings below 2^-65) to
-// take its chord's axis crossing as the root. Needs w[0].y != w[n].y.
-bool IsControlPolygonFlat(const ControlPoint* w, int n);
-
-// Where the chord from w[0] to w[n] meets y = 0.
-double ChordRoot(const ControlPoint* w, int n);
-
-// The point at t of the Bezier polygon q[0..n] (n <= 5), by de Casteljau; when given, left and
-// right receive the n + 1 control points of the halves [0, t] and [t, 1].
-ControlPoint SplitBezier(const ControlPoint* q, int n, double t, ControlPoint* left,
-                         ControlPoint* right);
+// The point at t of the cubic with control points v[0..3], by de Casteljau.
+ControlPoint CubicPointAt(const ControlPoint v[4], double t);
 
 }  // namespace crv::nearest
 

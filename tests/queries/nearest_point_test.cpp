@@ -1,7 +1,6 @@
 // The parameter of the curve point nearest to a given point, and the root search behind it.
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <limits>
 #include <vector>
 
@@ -27,7 +26,7 @@ CRV_CurveClass2D RandomCurve(crvtest::Random& rng, double lo, double hi) {
 double SquaredDistance(V2 p, const CRV_CurveClass2D& c, double t) {
   const ControlPoint v[4] = {{c.points[0].x, c.points[0].y}, {c.points[1].x, c.points[1].y},
                              {c.points[2].x, c.points[2].y}, {c.points[3].x, c.points[3].y}};
-  const ControlPoint q = crv::nearest::SplitBezier(v, 3, t, nullptr, nullptr);
+  const ControlPoint q = crv::nearest::CubicPointAt(v, t);
   return (p.x - q.x) * (p.x - q.x) + (p.y - q.y) * (p.y - q.y);
 }
 
@@ -182,82 +181,6 @@ TEST(NearestPointOnCurve, AnswerIsAnEndOrACandidateAndAllocatesNothing) {
 
 // ---- The root search
 
-// The flatness test with every squared distance divided on its own, as described.
-bool ReferenceFlat(const ControlPoint* w) {
-  const double a = w[0].y - w[5].y, b = w[5].x - w[0].x;
-  const double c = w[0].x * w[5].y - w[5].x * w[0].y, s = a * a + b * b;
-  double above = 0.0, below = 0.0;
-  for (int i = 1; i < 5; ++i) {
-    double e = a * w[i].x + b * w[i].y + c;
-    if (e > 0) e = e * e / s;
-    if (e < 0) e = -(e * e / s);
-    above = std::max(above, e);
-    below = std::min(below, e);
-  }
-  const double q = 1.0 / -a, x1 = (above + c) * q, x2 = (c + below) * q;
-  return 0.5 * (std::max(x1, x2) - std::min(x1, x2)) < std::ldexp(1.0, -65);
-}
-
-// The search exactly as described: one recursion per half, each with its own store of six, the
-// halves copied behind each other, and two or more sign changes cut off at the depth limit too.
-int ReferenceRoots(const ControlPoint* w, int depth, double* store) {
-  const int s = crv::nearest::CountSignChanges(w, 5);
-  if (s == 0) return 0;
-  if (depth >= crv::nearest::kMaxDepth) {
-    store[0] = (w[0].x + w[5].x) * 0.5;
-    return 1;
-  }
-  if (s == 1 && ReferenceFlat(w)) {
-    store[0] = crv::nearest::ChordRoot(w, 5);
-    return 1;
-  }
-  ControlPoint left[6], right[6];
-  crv::nearest::SplitBezier(w, 5, 0.5, left, right);
-  double l[6], r[6];
-  const int nl = ReferenceRoots(left, depth + 1, l);
-  const int nr = ReferenceRoots(right, depth + 1, r);
-  int n = 0;
-  for (int i = 0; i < nl && n < 6; ++i) store[n++] = l[i];
-  for (int i = 0; i < nr && n < 6; ++i) store[n++] = r[i];
-  return n;
-}
-
-TEST(FindQuinticRoots, AgreesBitForBitWithTheDescribedSearch) {
-  crvtest::Random rng(63);
-  for (int trial = 0; trial < 500; ++trial) {
-    const CRV_CurveClass2D curve = RandomCurve(rng, 0.0, 1000.0);
-    ControlPoint w[6];
-    crv::nearest::BuildDistanceQuintic(V2{rng.Uniform(0.0, 1000.0), rng.Uniform(0.0, 1000.0)},
-                                       curve.points, w);
-    double mine[5], reference[6];
-    const int n = crv::nearest::FindQuinticRoots(w, 0, mine, 5);
-    const int expected = std::min(ReferenceRoots(w, 0, reference), 5);
-    ASSERT_EQ(n, expected) << "trial " << trial;
-    for (int i = 0; i < n; ++i) EXPECT_EQ(std::memcmp(&mine[i], &reference[i], 8), 0) << trial;
-  }
-}
-
-TEST(FindQuinticRoots, AgreesBitForBitOnPolynomialsWithManyRoots) {
-  // Quintics with five real roots, clustered or spread, inside and around [0, 1], at scales from
-  // 2^-40 to 2^40: many sign changes, close roots and both ends of the depth range.
-  crvtest::Random rng(65);
-  for (int trial = 0; trial < 3000; ++trial) {
-    const double centre = rng.Uniform(-0.2, 1.2), spread = std::pow(10.0, rng.Uniform(-6, 0));
-    long double roots[5];
-    for (long double& r : roots) r = centre + spread * rng.Uniform(-1, 1);
-    long double a[6];
-    PowerFromRoots({roots[0], roots[1], roots[2], roots[3], roots[4]},
-                   std::ldexp(1.0L, rng.Int(-40, 40)), a);
-    ControlPoint w[6];
-    BernsteinPolygon(a, w);
-    double mine[5], reference[6];
-    const int n = crv::nearest::FindQuinticRoots(w, 0, mine, 5);
-    const int expected = std::min(ReferenceRoots(w, 0, reference), 5);
-    ASSERT_EQ(n, expected) << "trial " << trial;
-    for (int i = 0; i < n; ++i) EXPECT_EQ(std::memcmp(&mine[i], &reference[i], 8), 0) << trial;
-  }
-}
-
 TEST(FindQuinticRoots, FiveSimpleRootsAscendingAndTheStoreLimit) {
   long double a[6];
   PowerFromRoots({0.1L, 0.3L, 0.5L, 0.7L, 0.9L}, 1000.0L, a);
@@ -295,54 +218,6 @@ TEST(FindQuinticRoots, DoubleRootEndsAtTheDepthLimit) {
   double mid[5];
   ASSERT_EQ(crv::nearest::FindQuinticRoots(two, crv::nearest::kMaxDepth, mid, 5), 1);
   EXPECT_EQ(mid[0], 0.375);
-}
-
-TEST(QuinticSteps, SignChangesChordRootAndFlatness) {
-  // 0, -0 and NaN count as positive.
-  const double nan = std::numeric_limits<double>::quiet_NaN();
-  const ControlPoint signs[6] = {{0, 0.0}, {0, -1}, {0, -0.0}, {0, nan}, {0, -2}, {0, 3}};
-  EXPECT_EQ(crv::nearest::CountSignChanges(signs, 5), 4);
-  EXPECT_EQ(crv::nearest::CountSignChanges(signs, 0), 0);
-
-  // The chord from (0.5, -1) to (1, 3) meets y = 0 at 0.625.
-  const ControlPoint chord[6] = {{0.5, -1}, {0.6, 9}, {0.7, 9}, {0.8, 9}, {0.9, 9}, {1, 3}};
-  EXPECT_EQ(crv::nearest::ChordRoot(chord, 5), 0.625);
-
-  // Collinear points are flat; the bent polygon above is not.
-  const ControlPoint line[6] = {{0, -1}, {0.2, -0.6}, {0.4, -0.2}, {0.6, 0.2}, {0.8, 0.6}, {1, 1}};
-  EXPECT_TRUE(crv::nearest::IsControlPolygonFlat(line, 5));
-  EXPECT_FALSE(crv::nearest::IsControlPolygonFlat(chord, 5));
-
-  // Dividing the largest square once gives the bits of dividing each square, on polygons of all
-  // sizes and flatness.
-  crvtest::Random rng(64);
-  for (int trial = 0; trial < 20000; ++trial) {
-    ControlPoint w[6];
-    const double scale = std::ldexp(1.0, rng.Int(-80, 40));
-    const double bend = std::ldexp(1.0, rng.Int(-70, 0));
-    const double x0 = rng.Uniform(0.0, 1.0), width = std::ldexp(1.0, -rng.Int(0, 64));
-    const double y0 = -scale * rng.Uniform(0.1, 1.0), y5 = scale * rng.Uniform(0.1, 1.0);
-    for (int k = 0; k < 6; ++k) {
-      w[k].x = x0 + width * k / 5.0;
-      w[k].y = y0 + (y5 - y0) * k / 5.0 + scale * bend * rng.Uniform(-1.0, 1.0);
-    }
-    w[0].y = y0;
-    w[5].y = y5;
-    ASSERT_EQ(crv::nearest::IsControlPolygonFlat(w, 5), ReferenceFlat(w)) << trial;
-  }
-}
-
-TEST(QuinticSteps, SplitBezierHalvesMeetAtThePoint) {
-  const ControlPoint q[6] = {{0, 1}, {0.2, -3}, {0.4, 2}, {0.6, 5}, {0.8, -1}, {1, 4}};
-  ControlPoint left[6], right[6];
-  const ControlPoint m = crv::nearest::SplitBezier(q, 5, 0.5, left, right);
-  EXPECT_EQ(left[0].y, q[0].y);
-  EXPECT_EQ(right[5].y, q[5].y);
-  EXPECT_EQ(left[5].y, m.y);
-  EXPECT_EQ(right[0].y, m.y);
-  // B(0.5) = sum C(5, k) y_k / 32 = (1 - 15 + 20 + 50 - 5 + 4) / 32.
-  EXPECT_EQ(m.y, 55.0 / 32);
-  EXPECT_EQ(m.x, 0.5);
 }
 
 }  // namespace
