@@ -191,8 +191,7 @@ class CRVp_Polynomial {
       xv = x1;
       abx = Modulus(xv);
       const Real cdx = Modulus(dx);
-      // Once the iteration has settled, a step that stops shrinking is rounding noise.
-      if (iter > 6 && cdx >= dxold) break;
+      if (iter > kSettlingSteps && cdx >= dxold) break;
       dxold = cdx;
       if (abx * eps >= cdx) break;
     }
@@ -279,6 +278,9 @@ class CRVp_Polynomial {
   static constexpr Real kRoundoff = Real(6e-8);
   // Relative step size (parameter space) at which the search stops; polishing does the rest.
   static constexpr Real kLaguerreStep = Real(2e-6);
+  // Early steps may grow while the search leaves a poor start (x = 0) for a root's neighbourhood;
+  // after this many the iteration has settled, and a step that stops shrinking is rounding noise.
+  static constexpr int kSettlingSteps = 6;
   // Twice the step tolerance: an imaginary part this small next to the real part is the search's
   // noise around a real root (a double root often splits into such a pair).
   static constexpr Real kRealRatio = Real(4e-6);

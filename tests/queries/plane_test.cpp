@@ -76,8 +76,8 @@ TEST(IntersectPlane, TouchingPointComesTwice) {
 }
 
 TEST(IntersectPlane, NaNsLeftInTheVectorGoLast) {
-  // Outside the caller's contract, but the sort must not run off the vector: enough values that
-  // the sort partitions rather than only inserting.
+  // A caller's NaNs must not make the sort run off the vector: enough values that the sort
+  // partitions rather than only inserting.
   const double nan = std::numeric_limits<double>::quiet_NaN();
   std::vector<double> held;
   crvtest::Random rng(8301);
