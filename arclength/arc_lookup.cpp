@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "arclength/arc_table.h"
+#include "core/evaluate.h"
 #include "core/host_adapters/host_lists.h"
 
 namespace {
@@ -37,12 +38,9 @@ int32_t InterpolateS(SEQ_ListH table, int32_t index, double t, double* s) {
 }  // namespace
 
 int32_t CRV_SFromT(const CRV_Curve* curve, double t, int32_t n, SEQ_ListH* table, double* s) {
-  bool retracted;
-  crv::HasRetractedHandles(*curve, &retracted);
-  if (retracted) {
+  if (crv::HasRetractedHandles(*curve)) {
     // The segment runs P0..P3 with the profile 3u^2 - 2u^3, so s is that profile times the chord.
-    double chord;
-    crv::ChordLength(*curve, &chord);
+    const double chord = crv::ChordLength(*curve);
     const double u = ClampUnit(t);
     *s = (u * 3.0 * u - u * 2.0 * u * u) * chord;
     return 0;
@@ -70,7 +68,10 @@ int32_t CRV_SFromT(const CRV_Curve* curve, double t, int32_t n, SEQ_ListH* table
   }
   // Beyond the last entry: only a one-entry table leaves a clamped key there, and its curve is
   // then taken as its chord.
-  if (index >= crv::ItemCount(*table)) return crv::ChordLength(*curve, s);
+  if (index >= crv::ItemCount(*table)) {
+    *s = crv::ChordLength(*curve);
+    return 0;
+  }
   return InterpolateS(*table, index, t, s);
 }
 
@@ -116,14 +117,10 @@ int32_t CRV_TFromS(const CRV_Curve* curve, double s, int32_t n, SEQ_ListH* table
 
 int32_t CRV_EvaluatePointFromS(const CRV_Curve* curve, double s, int32_t n, SEQ_ListH* table,
                                double* point) {
-  bool retracted;
-  crv::HasRetractedHandles(*curve, &retracted);
-  if (retracted) {
+  if (crv::HasRetractedHandles(*curve)) {
     // Linear in s, which is exact on the segment: its own parameter follows the smooth-step
     // profile, so evaluating at the solved t would land on the same point.
-    double chord;
-    const int32_t code = crv::ChordLength(*curve, &chord);
-    if (code != 0) return code;
+    const double chord = crv::ChordLength(*curve);
     if (chord > 0.0) {
       const double u = ClampUnit(s / chord);
       const double* p0 = curve->ctpts[0];
@@ -131,10 +128,12 @@ int32_t CRV_EvaluatePointFromS(const CRV_Curve* curve, double s, int32_t n, SEQ_
       for (int i = 0; i < curve->dims; ++i) point[i] = (p3[i] - p0[i]) * u + p0[i];
       return 0;
     }
-    return CRV_EvaluatePoint(curve, 0.0, point);  // all four points coincide: P0
+    crv::PointAt(*curve, 0.0, point);  // all four points coincide: P0
+    return 0;
   }
   double t;
   const int32_t code = CRV_TFromS(curve, s, n, table, &t);
   if (code != 0) return code;
-  return CRV_EvaluatePoint(curve, t, point);
+  crv::PointAt(*curve, t, point);
+  return 0;
 }

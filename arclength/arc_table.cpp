@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "core/evaluate.h"
 #include "core/host_adapters/host_lists.h"
 
 namespace crv {
@@ -32,6 +33,10 @@ inline int32_t CompareKeys(double a, double b) {
 void* const kArcTableFuncs[3] = {nullptr, nullptr,
                                  reinterpret_cast<void*>(&CompareArcEntriesByT)};
 
+// Handles count as retracted when they lie within a millionth of the coordinate's magnitude of
+// their end point: about eight units in the last place of a single-precision coordinate, so what
+// a host stored as "on the end point" in single precision passes.
+constexpr double kRetractedRelative = 1e-6;
 // 563 * 2^-20 (about 5.4e-4, length units): the absolute floor of the nearness test, which near
 // zero would otherwise demand equality from coordinates already rounded to single precision.
 constexpr double kRetractedFloor = 563.0 / 1048576.0;
@@ -48,7 +53,7 @@ bool NearInSinglePrecision(double a, double b) {
     lo = -hi;
     hi = mirrored;
   }
-  const double relative = hi * 1e-6;
+  const double relative = hi * kRetractedRelative;
   const double tolerance = relative > kRetractedFloor ? relative : kRetractedFloor;
   return hi - lo < tolerance;
 }
@@ -63,45 +68,64 @@ int32_t CompareArcEntriesByS(void* /*refcon*/, int32_t /*flags*/, const void* a,
   return CompareKeys(KeyOf(a, 1), KeyOf(b, 1));
 }
 
-int32_t CreateArcTable(SEQ_ListH* table) {
-  int32_t code = SEQ_New(0, kArcTableItemSize, kArcTableGrowBy, 1, table);
-  if (code != 0) return code;
-  return SEQ_SetFuncs(*table, 3, kArcTableFuncs);
-}
-
-int32_t HasRetractedHandles(const CRV_Curve& curve, bool* retracted) {
+bool HasRetractedHandles(const CRV_Curve& curve) {
   bool near = true;
   for (int i = 0; near && i < curve.dims; ++i) {
     near = NearInSinglePrecision(curve.ctpts[1][i], curve.ctpts[0][i]) &&
            NearInSinglePrecision(curve.ctpts[2][i], curve.ctpts[3][i]);
   }
-  *retracted = near;
-  return 0;
+  return near;
 }
 
-int32_t ChordLength(const CRV_Curve& curve, double* length) {
+double ChordLength(const CRV_Curve& curve) {
   double sum = 0.0;
   for (int i = 0; i < curve.dims; ++i) {
     const double d = curve.ctpts[0][i] - curve.ctpts[3][i];
     sum = sum + d * d;
   }
-  *length = std::sqrt(sum);
-  return 0;
+  return std::sqrt(sum);
 }
 
-int32_t StepDistance2D(const CRV_Curve& curve, double t, double prev[2], double* distance) {
-  // A two-dimensional view of the record: only x and y are evaluated (and written).
-  CRV_Curve plane = curve;
-  plane.dims = 2;
-  double point[2];
-  CRV_EvaluatePoint(&plane, t, point);
-  const double dx = point[0] - prev[0];
-  const double dy = point[1] - prev[1];
-  *distance = std::sqrt(dx * dx + dy * dy);
-  prev[0] = point[0];
-  prev[1] = point[1];
-  return 0;
+namespace {
+
+// The straight distance between consecutive samples, with the sums in the order the table's
+// lengths are pinned to.
+inline double SampleDistance(const double (&a)[2], const double (&b)[2]) {
+  const double dx = b[0] - a[0];
+  const double dy = b[1] - a[1];
+  return std::sqrt(dx * dx + dy * dy);
 }
+inline double SampleDistance(const double (&a)[3], const double (&b)[3]) {
+  const double dx = b[0] - a[0];
+  const double dy = b[1] - a[1];
+  const double dz = b[2] - a[2];
+  return std::sqrt((dy * dy + dx * dx) + dz * dz);
+}
+
+// Stores entries 1 .. n - 1 of a D-dimensional curve: t rising by dt (accumulated), s the running
+// sum of sample distances. Stops at the first failing store; *length gets the sum reached.
+template <int D>
+int32_t FillSamples(const CRV_Curve& curve, int32_t n, double dt, SEQ_ListH table,
+                    double* length) {
+  double prev[D];
+  double cur[D];
+  PointAt(curve, 0.0, prev);
+  double s = 0.0;
+  double t = dt;
+  int32_t code = 0;
+  for (int32_t i = 1; i < n; ++i) {
+    PointAt(curve, t, cur);
+    s = s + SampleDistance(prev, cur);
+    const ArcTableEntry entry{t, s};
+    if ((code = StoreAt(table, i, &entry)) != 0) break;
+    for (int k = 0; k < D; ++k) prev[k] = cur[k];
+    t = t + dt;
+  }
+  *length = s;
+  return code;
+}
+
+}  // namespace
 
 int32_t FillArcTable(const CRV_Curve& curve, int32_t n, SEQ_ListH table, double* length) {
   // One sample is the least a table holds: it keeps entry (0, 0), and the final truncation never
@@ -110,42 +134,13 @@ int32_t FillArcTable(const CRV_Curve& curve, int32_t n, SEQ_ListH table, double*
   // 1/(n - 1) in double; with one sample there is no step to take.
   const double dt = n > 1 ? 1.0 / static_cast<double>(n - 1) : 0.0;
 
-  ArcTableEntry entry{0.0, 0.0};
-  int32_t code = StoreAt(table, 0, &entry);
-  double s = 0.0;
+  const ArcTableEntry first{0.0, 0.0};
+  *length = 0.0;
+  int32_t code = StoreAt(table, 0, &first);
+  if (code != 0) return code;
   // Only 2- and 3-dimensional curves are measured; the point buffers are sized for those.
-  if (code == 0 && curve.dims == 2) {
-    double prev[2];
-    CRV_EvaluatePoint(&curve, 0.0, prev);
-    double t = dt;
-    for (int32_t i = 1; i < n; ++i) {
-      double d;
-      StepDistance2D(curve, t, prev, &d);
-      s = s + d;
-      entry = {t, s};
-      if ((code = StoreAt(table, i, &entry)) != 0) break;
-      t = t + dt;
-    }
-  } else if (code == 0 && curve.dims == 3) {
-    double prev[3];
-    double cur[3];
-    CRV_EvaluatePoint(&curve, 0.0, prev);
-    double t = dt;
-    for (int32_t i = 1; i < n; ++i) {
-      CRV_EvaluatePoint(&curve, t, cur);
-      const double dx = cur[0] - prev[0];
-      const double dy = cur[1] - prev[1];
-      const double dz = cur[2] - prev[2];
-      s = s + std::sqrt((dy * dy + dx * dx) + dz * dz);
-      entry = {t, s};
-      if ((code = StoreAt(table, i, &entry)) != 0) break;
-      prev[0] = cur[0];
-      prev[1] = cur[1];
-      prev[2] = cur[2];
-      t = t + dt;
-    }
-  }
-  *length = s;
+  if (curve.dims == 2) code = FillSamples<2>(curve, n, dt, table, length);
+  if (curve.dims == 3) code = FillSamples<3>(curve, n, dt, table, length);
   if (code != 0) return code;
   return SEQ_SetNumItems(n, table, 0);
 }
@@ -153,9 +148,9 @@ int32_t FillArcTable(const CRV_Curve& curve, int32_t n, SEQ_ListH table, double*
 }  // namespace crv
 
 int32_t CRV_BuildArcTable(const CRV_Curve* curve, int32_t n, SEQ_ListH* table, double* length) {
-  if (*table == nullptr) {
-    const int32_t code = crv::CreateArcTable(table);
-    if (code != 0) return code;
-  }
+  bool created = false;
+  int32_t code = crv::UseOrCreateList(table, crv::kArcTableItemSize, crv::kArcTableGrowBy, &created);
+  if (code != 0) return code;
+  if (created && (code = SEQ_SetFuncs(*table, 3, crv::kArcTableFuncs)) != 0) return code;
   return crv::FillArcTable(*curve, n, *table, length);
 }

@@ -19,7 +19,10 @@ static_assert(sizeof(ArcTableEntry) == 16, "table items are two packed doubles")
 constexpr int32_t kArcTableItemSize = 16;
 constexpr int32_t kArcTableGrowBy = 32;
 
-// Keys closer than 1e-10 compare equal: in parameter units for ByT, in length units for ByS.
+// Keys closer than 1e-10 compare equal: in parameter units for ByT, in length units for ByS. The
+// lookups by length (in the table and in the arc-length spline) take lengths this close to 0, to
+// the total or to a segment end as equal to it, for the same reason: a distance that differs from
+// an entry only by the rounding of the sums that built it should find that entry.
 constexpr double kArcKeyTolerance = 1e-10;
 
 // Host list compare functions on ArcTableEntry items: -1, 0 or +1 as a's key is below, within
@@ -28,30 +31,20 @@ constexpr double kArcKeyTolerance = 1e-10;
 int32_t CompareArcEntriesByT(void* refcon, int32_t flags, const void* a, const void* b);
 int32_t CompareArcEntriesByS(void* refcon, int32_t flags, const void* a, const void* b);
 
-// Creates an empty table list in *table (SEQ_New, item size 16, growth 32) and installs the
-// function block {null, null, CompareArcEntriesByT}. Returns the first failing code; a list
-// created before SEQ_SetFuncs failed stays in *table, the caller's to dispose of.
-int32_t CreateArcTable(SEQ_ListH* table);
-
 // Fills `table` (created by the caller, possibly holding an older table) with n samples of the
 // curve, truncates it to n entries and writes the total length. n < 1 is taken as 1. Curves of
 // other than 2 or 3 dimensions get entry 0 only (and a length of 0) before the truncation. On a
 // failure the rest is skipped, *length gets the partial sum and the code is returned.
 int32_t FillArcTable(const CRV_Curve& curve, int32_t n, SEQ_ListH table, double* length);
 
-// *retracted = true when every coordinate of P1 is near P0's and of P2 near P3's, compared in
-// single precision: near means |a - b| below the larger of 1e-6 of the larger magnitude and
-// 563/1048576 (length units). Such a curve is the straight segment P0..P3 run through with the
-// profile 3t^2 - 2t^3. A curve with dims <= 0 counts as retracted. Returns 0.
-int32_t HasRetractedHandles(const CRV_Curve& curve, bool* retracted);
+// True when every coordinate of P1 is near P0's and of P2 near P3's, compared in single
+// precision: near means |a - b| below the larger of 1e-6 of the larger magnitude and 563/1048576
+// (length units). Such a curve is the straight segment P0..P3 run through with the profile
+// 3t^2 - 2t^3. A curve with dims <= 0 counts as retracted.
+bool HasRetractedHandles(const CRV_Curve& curve);
 
-// *length = |P3 - P0| over all dimensions, squares summed in dimension order. Returns 0.
-int32_t ChordLength(const CRV_Curve& curve, double* length);
-
-// Evaluates x and y of B(t) (coordinates 0 and 1 only; dims must be at least 2) through
-// CRV_EvaluatePoint, so the capability flag picks the summation order; writes the distance from
-// prev[2] to it and replaces prev by it. Returns 0.
-int32_t StepDistance2D(const CRV_Curve& curve, double t, double prev[2], double* distance);
+// |P3 - P0| over all dimensions, squares summed in dimension order.
+double ChordLength(const CRV_Curve& curve);
 
 }  // namespace crv
 

@@ -83,11 +83,10 @@ int32_t DistanceWalk(const Point2 piece[4], double d2, int32_t* counter, SEQ_Lis
 int32_t CRV_EvaluateByDistance(const CRV_Curve* curve, double distance, int32_t start,
                                SEQ_ListH* list) {
   using crv::Point2;
-  if (*list == nullptr) {
-    const int32_t code = SEQ_New(0, crv::kPointItemSize, crv::kPointGrowBy, 1, list);
-    if (code != 0) return code;
-    start = 0;  // a new list is filled from its beginning
-  }
+  bool created = false;
+  int32_t code = crv::UseOrCreateList(list, crv::kPointItemSize, crv::kPointGrowBy, &created);
+  if (code != 0) return code;
+  if (created) start = 0;  // a new list is filled from its beginning
   // Never leave a gap: the first point goes at most right behind the list's last item.
   const int32_t count = crv::ItemCount(*list);
   if (start < 0) start = 0;
@@ -101,7 +100,7 @@ int32_t CRV_EvaluateByDistance(const CRV_Curve* curve, double distance, int32_t 
   }
 
   int32_t counter = start;
-  int32_t code = crv::Store(*list, &counter, polygon[0]);
+  code = crv::Store(*list, &counter, polygon[0]);
   if (code != 0) return code;
   Point2 split[7];
   crv::Halve(polygon, split);

@@ -8,15 +8,14 @@ namespace {
 // F(t) = integral of coordinate k from 0 to t. With B(t) = q0 + 3(q1 - q0) t + 3(q0 - 2q1 + q2) t^2
 // + a t^3, a = 3(q1 - q2) + (q3 - q0), the powers' 1/2, 1/3, 1/4 cancel the 3s where they can:
 //   F(t) = q0 t + (3q1 - 3q0)(0.5 t^2) + (q0 - 2q1 + q2) t^3 + a (0.25 t^4),  F(0) = 0.
-int32_t EvaluateAntiderivative(const CRV_Curve& curve, int k, double t, double* f) {
+double Antiderivative(const CRV_Curve& curve, int k, double t) {
   const double q0 = curve.ctpts[0][k], q1 = curve.ctpts[1][k];
   const double q2 = curve.ctpts[2][k], q3 = curve.ctpts[3][k];
   const double t2 = t * t;
   const double t3 = t * t2;
   const double t4 = t * t3;
-  *f = q0 * t + (3.0 * q1 - 3.0 * q0) * (0.5 * t2) + (q0 - 2.0 * q1 + q2) * t3 +
-       (3.0 * (q1 - q2) + (q3 - q0)) * (0.25 * t4);
-  return CRV_ErrNone;
+  return q0 * t + (3.0 * q1 - 3.0 * q0) * (0.5 * t2) + (q0 - 2.0 * q1 + q2) * t3 +
+         (3.0 * (q1 - q2) + (q3 - q0)) * (0.25 * t4);
 }
 
 }  // namespace
@@ -36,12 +35,6 @@ int32_t CRV_EvaluateYAverageFromXToX(const CRV_Curve* curve, double x1, double x
   crv::TFromCoordinate(*curve, 0, x2, t2);
   const double dt = t2 - t1;
   if (dt == 0.0) return CRV_ErrNone;  // both bounds at one parameter, e.g. both before the start
-  double f1 = 0.0;
-  double f2 = 0.0;
-  int32_t code = EvaluateAntiderivative(*curve, 1, t1, &f1);
-  if (code != CRV_ErrNone) return code;
-  code = EvaluateAntiderivative(*curve, 1, t2, &f2);
-  if (code != CRV_ErrNone) return code;
-  *average = (f2 - f1) / dt;
-  return code;
+  *average = (Antiderivative(*curve, 1, t2) - Antiderivative(*curve, 1, t1)) / dt;
+  return CRV_ErrNone;
 }

@@ -3,6 +3,7 @@
 #define CRV_FUNCTION_CURVES_FUNCTION_CURVE_H
 
 #include "crv/crv.h"
+#include "function_curves/cubic_solver.h"
 
 namespace crv {
 
@@ -17,14 +18,24 @@ inline double EvaluateCoordinate(const CRV_Curve& curve, int k, double t) {
   return t3 * q3 + u * (((3.0 * q1) * t + q0 * u) * u + (3.0 * q2) * t2);
 }
 
-// The same control points seen as a 2-D curve: the lookups need time and value only, and the
-// evaluation exports write `dims` doubles, so handing them this view keeps their output on the
-// stack however many coordinates the caller's curve carries. Each coordinate is evaluated on its
-// own, so coordinates 0 and 1 come out exactly as from the full record.
-inline CRV_Curve TimeValueView(const CRV_Curve& curve) {
-  CRV_Curve view = curve;
-  view.dims = 2;
-  return view;
+// Walks the count times x1 + i step, step = (x2 - x1) / (count - 1), accumulating the time by
+// repeated addition (not x1 + i step), and calls sample(i, t) with the parameter of each. The
+// target-independent terms are prepared once; a time with no accepted root reuses the previous
+// sample's parameter (the first: 0). count <= 0 samples nothing; for count = 1 the step is an
+// unused infinity or NaN.
+template <typename Sample>
+inline void ForEachSampleTime(const CRV_Curve& curve, double x1, double x2, int16_t count,
+                              Sample&& sample) {
+  const double step = (x2 - x1) / static_cast<double>(count - 1);
+  if (count < 1) return;
+  const PreparedSolver solver(curve, 0);
+  double t = 0.0;
+  double x = x1;
+  for (int16_t i = 0; i < count; ++i) {
+    solver.Solve(x, t);
+    sample(i, t);
+    x += step;
+  }
 }
 
 }  // namespace crv

@@ -1,5 +1,6 @@
 // Values of function curves by time, the time of a value, the times of turning points, and the
 // repair that keeps the inner handles within the value range.
+#include "core/evaluate.h"
 #include "core/quadratic.h"
 #include "crv/crv.h"
 #include "function_curves/cubic_solver.h"
@@ -14,17 +15,9 @@ int32_t CRV_EvaluateYFromX(const CRV_Curve* curve, double x, double* y) {
 
 int32_t CRV_EvaluateYFromXs(const CRV_Curve* curve, double x1, double x2, int16_t count,
                             double* ys) {
-  // Formed before the count is looked at; for count = 1 it is an unused infinity or NaN.
-  const double step = (x2 - x1) / static_cast<double>(count - 1);
-  if (count < 1) return CRV_ErrNone;
-  const crv::PreparedSolver solver(*curve, 0);
-  double t = 0.0;  // carries the previous sample's parameter into a sample with no root
-  double x = x1;
-  for (int16_t i = 0; i < count; ++i) {
-    solver.Solve(x, t);
+  crv::ForEachSampleTime(*curve, x1, x2, count, [&](int16_t i, double t) {
     ys[i] = crv::EvaluateCoordinate(*curve, 1, t);
-    x += step;  // accumulated, not x1 + i step
-  }
+  });
   return CRV_ErrNone;
 }
 
@@ -47,13 +40,13 @@ int32_t CRV_EvaluateXFromYPrime(const CRV_Curve* curve, const void* /*unused*/, 
   double roots[2];
   crv::SolveQuadratic(a, b, c, &rootCount, roots);
 
-  const CRV_Curve view = crv::TimeValueView(*curve);
+  const CRV_Curve view = crv::XYView(*curve);
   *count = 0;
   for (int32_t i = 0; i < rootCount; ++i) {
     const double t = roots[i];
     if (!(t >= 0.0 && t <= 1.0)) continue;  // also skips NaN
     double point[2];
-    CRV_EvaluatePoint(&view, t, point);
+    crv::PointAt(view, t, point);
     xs[*count] = point[0];
     ++*count;
   }
