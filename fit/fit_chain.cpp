@@ -1,5 +1,6 @@
-// FitCubicSegment: one segment's fit with Newton refinement and, for chains, splitting at the
-// sample of largest deviation, walked without recursion.
+// The walk of a fit: one segment's fit with Newton refinement and, for chains, splitting at the
+// sample of largest deviation, walked without recursion; and the choice of the engine's
+// dimension, once per fit.
 #include <utility>
 
 #include "fit/fit_engine.h"
@@ -41,71 +42,58 @@ class PendingCuts {
 
 }  // namespace
 
-SegmentOutcome FitSegmentOnce(const double* samples, int16_t dims, int32_t first, int32_t last,
-                              const double* startTangent, const double* endTangent, double bound,
-                              int16_t maxIterations, bool allowSplit, FitWorkBuffers& work,
-                              double* maxError, SEQ_ListH pointList, SEQ_ListH* indexList) {
-  WorkingCurve curve(dims);
-  const auto emit = [&] {
-    return SegmentOutcome{EmitSegment(curve, last, pointList, indexList), false, 0};
-  };
+template <int D>
+typename FitEngine<D>::Outcome FitEngine<D>::FitOnce(int32_t first, int32_t last,
+                                                     const double* startTangent,
+                                                     const double* endTangent) {
   if (last - first == 1) {
-    JoinTwoSamples(samples, first, last, startTangent, endTangent, &curve);
-    return emit();
+    const double handle = ThirdOfChord(first, last);
+    PlaceHandles(first, last, handle, handle, startTangent, endTangent);
+    return {Emit(last), false, 0};
   }
 
-  double* u = work.params;
-  double* refined = work.refinedParams;
-  ChordLengthParameters(samples, dims, first, last, u);
-  int32_t code = SolveInnerControlPoints(samples, first, last, u, startTangent, endTangent, &curve);
-  double worst = 0.0;
-  int32_t split = 0;
-  if (code == 0) code = ComputeMaxError(samples, first, last, curve, u, &worst, &split);
+  double* u = request_.work->params;
+  double* refined = request_.work->refinedParams;
+  ChordLengthParameters(first, last, u);
+  int32_t code = SolveInnerControlPoints(first, last, u, startTangent, endTangent);
   if (code != 0) return {code, false, 0};
-  *maxError = worst;
-  if (bound > worst) return emit();
+  Deviation deviation = MaxError(first, last, u);
+  *request_.maxError = deviation.worst;
+  if (request_.bound > deviation.worst) return {Emit(last), false, 0};
 
   // The bound is a squared distance; its square gates the Newton steps. A bound in (0, 1) makes
   // the gate stricter than acceptance, so a chain splits such a segment without refining it.
-  if (!(bound * bound > worst) && allowSplit) return {0, true, split};
+  const double bound = request_.bound;
+  if (!(bound * bound > deviation.worst) && request_.allowSplit)
+    return {0, true, deviation.sample};
 
-  for (int32_t iteration = 0; iteration < maxIterations; ++iteration) {
-    code = NewtonReparameterize(samples, first, last, u, curve, refined);
-    if (code == 0)
-      code = SolveInnerControlPoints(samples, first, last, refined, startTangent, endTangent,
-                                     &curve);
-    if (code == 0) code = ComputeMaxError(samples, first, last, curve, refined, &worst, &split);
+  for (int32_t iteration = 0; iteration < request_.maxIterations; ++iteration) {
+    NewtonReparameterize(first, last, u, refined);
+    code = SolveInnerControlPoints(first, last, refined, startTangent, endTangent);
     if (code != 0) return {code, false, 0};
-    *maxError = worst;
-    if (bound > worst) return emit();
+    deviation = MaxError(first, last, refined);
+    *request_.maxError = deviation.worst;
+    if (bound > deviation.worst) return {Emit(last), false, 0};
     std::swap(u, refined);  // the next step starts from the newest parameters
   }
-  if (allowSplit) return {0, true, split};
-  return emit();
+  if (request_.allowSplit) return {0, true, deviation.sample};
+  return {Emit(last), false, 0};
 }
 
-int32_t FitCubicSegment(const double* samples, int16_t dims, int32_t first, int32_t last,
-                        const double* startTangent, const double* endTangent, double bound,
-                        int16_t maxIterations, bool allowSplit, FitWorkBuffers& work,
-                        double* maxError, SEQ_ListH pointList, SEQ_ListH* indexList) {
-  if (!allowSplit) {
-    return FitSegmentOnce(samples, dims, first, last, startTangent, endTangent, bound,
-                          maxIterations, false, work, maxError, pointList, indexList)
-        .code;
-  }
+template <int D>
+int32_t FitEngine<D>::FitCubicSegment(int32_t first, int32_t last, const double* startTangent,
+                                      const double* endTangent) {
+  if (!request_.allowSplit) return FitOnce(first, last, startTangent, endTangent).code;
 
-  const int coords = dims == 2 ? 2 : 3;
-  PendingCuts pending(work.params, first);
+  PendingCuts pending(request_.work->params, first);
   int32_t a = first;
   int32_t b = last;
-  double start[3] = {startTangent[0], startTangent[1], coords == 3 ? startTangent[2] : 0.0};
-  double end[3] = {endTangent[0], endTangent[1], coords == 3 ? endTangent[2] : 0.0};
+  double start[3] = {startTangent[0], startTangent[1], D == 3 ? startTangent[2] : 0.0};
+  double end[3] = {endTangent[0], endTangent[1], D == 3 ? endTangent[2] : 0.0};
   // Every pass either splits a..b at an interior sample (b falls) or appends it (a rises), and a
   // two-sample segment is never split: at most 2 (last - first) passes.
   for (;;) {
-    const SegmentOutcome outcome =
-        FitSegmentOnce(samples, dims, a, b, start, end, bound, maxIterations, true, work,
-                       maxError, pointList, indexList);
+    const Outcome outcome = FitOnce(a, b, start, end);
     if (outcome.code != 0) return outcome.code;
     if (outcome.split) {
       // Left half next; the right half waits. The shared tangent at the cut points back into
@@ -113,20 +101,33 @@ int32_t FitCubicSegment(const double* samples, int16_t dims, int32_t first, int3
       const int32_t cut = outcome.splitIndex;
       pending.Push(cut, b);
       b = cut;
-      CenterTangent(samples, dims, cut, end);
+      CenterTangent(cut, end);
       continue;
     }
     if (b == last) return CRV_ErrNone;
     a = b;
     b = pending.EndAfter(a);
-    CenterTangent(samples, dims, a, start);
-    for (int k = 0; k < coords; ++k) start[k] = -start[k];
+    CenterTangent(a, start);
+    for (int k = 0; k < D; ++k) start[k] = -start[k];
     if (b == last) {
-      for (int k = 0; k < coords; ++k) end[k] = endTangent[k];
+      for (int k = 0; k < D; ++k) end[k] = endTangent[k];
     } else {
-      CenterTangent(samples, dims, b, end);
+      CenterTangent(b, end);
     }
   }
+}
+
+template <int D>
+int32_t FitEngine<D>::Run() {
+  double start[3], end[3];
+  EndTangent(0, 1, request_.startTangentCount, start);
+  EndTangent(request_.count - 1, -1, request_.endTangentCount, end);
+  return FitCubicSegment(0, request_.count - 1, start, end);
+}
+
+int32_t RunFit(int16_t dims, const FitRequest& request) {
+  if (dims == 2) return FitEngine<2>(request).Run();
+  return FitEngine<3>(request).Run();
 }
 
 }  // namespace crv

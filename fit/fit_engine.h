@@ -2,13 +2,14 @@
 // inner control points over chord-length parameters, Newton refinement of the parameters, and
 // (for chains) splitting at the sample of largest deviation.
 //
-// Samples are `dims` doubles a point (point i at element i * dims); dims is 2 or 3, and vectors
-// are handled as three doubles whose z is unused (and kept 0) for dims = 2. Every error is a
-// squared distance. The parameter arrays of a fit are addressed relative to the first sample of
-// the segment in hand: sample i of first..last has entry i - first.
+// Samples are D doubles a point (point i at element i * D); D is 2 or 3, and vectors are handled
+// as three doubles whose z is unused (and kept 0) for D = 2. Every error is a squared distance.
+// The parameter arrays of a fit are addressed relative to the first sample of the segment in
+// hand: sample i of first..last has entry i - first.
 #ifndef CRV_FIT_FIT_ENGINE_H
 #define CRV_FIT_FIT_ENGINE_H
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -52,8 +53,28 @@ struct FitWorkBuffers {
 // under RunGuarded.
 std::unique_ptr<FitWorkBuffers> MakeFitWorkBuffers(int32_t count);
 
+// One exported fit: the run of samples 0 .. count - 1, how to fit it and where the result goes.
+struct FitRequest {
+  const double* samples;
+  int32_t count;               // at least 2
+  int32_t startTangentCount;   // samples averaged into each end tangent, 1 .. count - 1
+  int32_t endTangentCount;
+  double bound;                // squared distance a sample may lie from its segment
+  int16_t maxIterations;       // Newton steps a segment may take; none for a count <= 0
+  bool allowSplit;             // a chain: a segment that misses the bound is split
+  FitWorkBuffers* work;
+  SEQ_ListH pointList;         // receives P0 of the first segment, then P1 P2 P3 of each
+  SEQ_ListH* indexList;        // null, or receives the last sample index of each segment
+  double* maxError;            // receives every measured maximum, so it ends with the last one
+};
+
+// Fits the request in `dims` (2 or 3) coordinates: the one place where the fit chooses its
+// dimension. Returns 0, the first non-zero code of a list insert, or CRV_ErrOutOfMemory when
+// the rows of a long segment find no host handle; a failure ends the whole fit.
+int32_t RunFit(int16_t dims, const FitRequest& request);
+
 // A cubic owned by the engine, bound to its own storage of three doubles a point, so that the
-// exported evaluation functions can be called on it. Only `dims` coordinates are meaningful.
+// evaluation functions can be called on it. Only `dims` coordinates are meaningful.
 struct WorkingCurve {
   explicit WorkingCurve(int16_t dims);
   WorkingCurve(const WorkingCurve&) = delete;
@@ -63,86 +84,94 @@ struct WorkingCurve {
   CRV_Curve record;
 };
 
-// u[0 .. last - first]: the cumulative chord length from sample first, scaled by 1/(total) so the
-// run spans [0, 1] (the last entry is total * (1/total), within an ulp of 1). A run of coincident
-// samples has total 0 and gets all zeros.
-void ChordLengthParameters(const double* samples, int16_t dims, int32_t first, int32_t last,
-                           double* u);
+// The engine of one fit in D coordinates. Segments are fitted one after another into the one
+// working curve, and appended to the request's lists as they are accepted.
+template <int D>
+class FitEngine {
+ public:
+  explicit FitEngine(const FitRequest& request) : request_(request), curve_(D) {}
 
-// Places P1 and P2 of `curve` on the tangent rays from d[first] and d[last], at the distances
-// alpha that minimise the squared residuals sum |d[first + i] - B(u[i])|^2 over the samples. The
-// 2x2 normal equations get a determinant of C00 C11 * 1e-3 (then 1e-3 itself) where |det| is
-// below 1e-4, and an alpha below 0 puts both handles at a third of the chord instead. Rows for
-// more than kLocalRows samples live in a host handle of 48 bytes a sample: returns
-// CRV_ErrOutOfMemory (curve untouched) when the host has none, else 0.
-int32_t SolveInnerControlPoints(const double* samples, int32_t first, int32_t last,
-                                const double* u, const double* startTangent,
-                                const double* endTangent, WorkingCurve* curve);
+  // Fits the whole run between its end tangents, estimated over the requested sample counts.
+  int32_t Run();
 
-// *maxError = the largest squared distance from an interior sample d[i] (first < i < last) to
-// B(u[i - first]), and *splitIndex its sample; a tie goes to the later sample. With no interior
-// sample: 0 and (first + last + 1) / 2. Returns 0 or the code of a failed evaluation.
-int32_t ComputeMaxError(const double* samples, int32_t first, int32_t last,
-                        const WorkingCurve& curve, const double* u, double* maxError,
-                        int32_t* splitIndex);
+ private:
+  // The largest squared distance from an interior sample to the curve, and its sample.
+  struct Deviation {
+    double worst;
+    int32_t sample;
+  };
+  // What became of one segment: appended (split = false) or to be split at splitIndex.
+  struct Outcome {
+    int32_t code;
+    bool split;
+    int32_t splitIndex;
+  };
 
-// out[i] = u[i] - f / f' for every sample of first..last, one Newton step on
-// f(u) = (B(u) - d) . B'(u); u unchanged where f' = 0. Not clamped to [0, 1]. `out` must not be
-// `u`. Returns 0 or the code of a failed evaluation.
-int32_t NewtonReparameterize(const double* samples, int32_t first, int32_t last, const double* u,
-                             const WorkingCurve& curve, double* out);
+  const double* Sample(int32_t i) const {
+    return request_.samples + static_cast<ptrdiff_t>(i) * D;
+  }
 
-// Appends the curve to the point list (P0 only when the list is empty, then P1, P2, P3; one
-// SEQ_Insert at -1 each) and, when `indexList` is given, the sample index `last` to *indexList.
-// Returns 0 or the first failing insert's code, after which nothing more is appended.
-int32_t EmitSegment(const WorkingCurve& curve, int32_t last, SEQ_ListH pointList,
-                    SEQ_ListH* indexList);
+  // Fits first..last (last > first) between the given unit (or zero) tangents, both pointing
+  // from their end into the run, splitting (when allowed) until every segment is accepted.
+  //  - Two samples are joined with handles a third of the chord long, untested; nothing is
+  //    measured.
+  //  - Otherwise the chord-length fit is accepted when bound > its maximum squared error. When
+  //    splitting is allowed and bound^2 > maximum fails too, the segment is split at once;
+  //    otherwise up to maxIterations Newton steps refine it, each accepted by the same test. An
+  //    unaccepted last fit is emitted anyway without splitting, or split.
+  //  - Splitting fits the left part first..c before the right part c..last, depth first, with
+  //    the tangent at c shared (negated for the right); segments are appended in sample order.
+  // Uses the work arrays' entries 0 .. last - first.
+  int32_t FitCubicSegment(int32_t first, int32_t last, const double* startTangent,
+                          const double* endTangent);
 
-// out[3] = the mean of d[end + j * step] - d[end] over j = 1 .. count (step +1 at the start of a
-// run, -1 at its end), normalised unless its length is 0: the direction from an end sample into
-// the run. The differences are summed nearest first; count must be in 1 .. samples - 1.
-void EstimateEndTangent(const double* samples, int16_t dims, int32_t end, int32_t step,
-                        int32_t count, double out[3]);
+  // One segment's fit without descending into a split: emits it, or names its split sample.
+  Outcome FitOnce(int32_t first, int32_t last, const double* startTangent,
+                  const double* endTangent);
 
-// The untested fit of a two-sample segment: P0 = d[first], P3 = d[last], and the handles a third
-// of the chord along the tangents.
-void JoinTwoSamples(const double* samples, int32_t first, int32_t last, const double* startTangent,
-                    const double* endTangent, WorkingCurve* curve);
+  // out[3] = the mean of d[end + j * step] - d[end] over j = 1 .. count (step +1 at the start of
+  // a run, -1 at its end), normalised unless its length is 0: the direction from an end sample
+  // into the run. The differences are summed nearest first.
+  void EndTangent(int32_t end, int32_t step, int32_t count, double out[3]) const;
 
-// out[3] = ((d[c] - d[c+1]) + (d[c-1] - d[c])) * 0.5, normalised unless its length is 0: the
-// tangent at an interior sample c, pointing back towards c - 1. Returns 0.
-int32_t CenterTangent(const double* samples, int16_t dims, int32_t c, double out[3]);
+  // out[3] = ((d[c] - d[c+1]) + (d[c-1] - d[c])) * 0.5, normalised unless its length is 0: the
+  // tangent at an interior sample c, pointing back towards c - 1.
+  void CenterTangent(int32_t c, double out[3]) const;
 
-// Fits first..last (last > first) between the given unit (or zero) tangents, both pointing from
-// their end into the run, and appends the result to the lists as EmitSegment does.
-//  - Two samples are joined with handles a third of the chord long, untested; *maxError is not
-//    written.
-//  - Otherwise the chord-length fit is accepted when bound > its maximum squared error. When
-//    splitting is allowed and bound^2 > maximum fails too, the segment is split at once;
-//    otherwise up to maxIterations Newton steps refine it (none for a count <= 0), each accepted
-//    by the same test. An unaccepted last fit is emitted anyway without splitting, or split.
-//  - *maxError receives every measured maximum, so it ends with the last one.
-//  - Splitting fits the left part first..c before the right part c..last, depth first, with the
-//    tangent at c shared (negated for the right); the segments are appended in sample order.
-// Uses work.params and work.refinedParams entries 0 .. last - first. Returns 0, the first
-// non-zero code of a list insert or of SolveInnerControlPoints; a failure ends the whole chain.
-int32_t FitCubicSegment(const double* samples, int16_t dims, int32_t first, int32_t last,
-                        const double* startTangent, const double* endTangent, double bound,
-                        int16_t maxIterations, bool allowSplit, FitWorkBuffers& work,
-                        double* maxError, SEQ_ListH pointList, SEQ_ListH* indexList);
+  // u[0 .. last - first]: the cumulative chord length from sample first, scaled by 1/(total) so
+  // the run spans [0, 1]. A run of coincident samples has total 0 and gets all zeros.
+  void ChordLengthParameters(int32_t first, int32_t last, double* u) const;
 
-// One segment's fit without descending into a split: what FitCubicSegment does for first..last
-// until it either emits the segment (split = false) or decides to split it at splitIndex
-// (split = true, nothing appended). Exposed so that tests can rebuild the recursive form.
-struct SegmentOutcome {
-  int32_t code;
-  bool split;
-  int32_t splitIndex;
+  // Places P1 and P2 on the tangent rays from d[first] and d[last] at the distances that
+  // minimise the squared residuals over the samples at parameters u. Returns CRV_ErrOutOfMemory
+  // (curve untouched) when a long segment finds no host handle for its rows, else 0.
+  int32_t SolveInnerControlPoints(int32_t first, int32_t last, const double* u,
+                                  const double* startTangent, const double* endTangent);
+
+  // P0 = d[first], P3 = d[last], P1 and P2 at the given distances along the tangents.
+  void PlaceHandles(int32_t first, int32_t last, double alphaStart, double alphaEnd,
+                    const double* startTangent, const double* endTangent);
+
+  // The handle length of a two-sample segment: a third of the chord.
+  double ThirdOfChord(int32_t first, int32_t last) const;
+
+  // The largest deviation of an interior sample d[i] from B(u[i - first]); a tie goes to the
+  // later sample. With no interior sample: 0 at (first + last + 1) / 2.
+  Deviation MaxError(int32_t first, int32_t last, const double* u) const;
+
+  // out[i] = u[i] - f / f' for every sample of first..last, one Newton step on
+  // f(u) = (B(u) - d) . B'(u); u unchanged where f' = 0. Not clamped to [0, 1]. `out` must not
+  // be `u`.
+  void NewtonReparameterize(int32_t first, int32_t last, const double* u, double* out) const;
+
+  // Appends the curve to the point list (P0 only when the list is empty, then P1, P2, P3; one
+  // SEQ_Insert at -1 each) and, with an index list, `last` to it. Returns 0 or the first
+  // failing insert's code, after which nothing more is appended.
+  int32_t Emit(int32_t last);
+
+  const FitRequest request_;
+  WorkingCurve curve_;
 };
-SegmentOutcome FitSegmentOnce(const double* samples, int16_t dims, int32_t first, int32_t last,
-                              const double* startTangent, const double* endTangent, double bound,
-                              int16_t maxIterations, bool allowSplit, FitWorkBuffers& work,
-                              double* maxError, SEQ_ListH pointList, SEQ_ListH* indexList);
 
 }  // namespace crv
 

@@ -21,18 +21,14 @@ int32_t CRV_FitMultipleCurvesIterate(const double* samples, uint16_t dims, int32
   if ((dims != 2 && dims != 3) || count < 2) return CRV_ErrBadRecord;
   const int16_t coords = static_cast<int16_t>(dims);
 
-  // Only the immediate neighbours of the end samples give the end tangents.
-  double start[3], end[3];
-  crv::EstimateEndTangent(samples, coords, 0, 1, 1, start);
-  crv::EstimateEndTangent(samples, coords, count - 1, -1, 1, end);
-
   int32_t code = CreateOrEmpty(points, coords * static_cast<int32_t>(sizeof(double)),
                                crv::kFitPointsGrowBy);
   if (code != 0) return code;
   if (indices != nullptr) {
     code = CreateOrEmpty(indices, crv::kFitIndexItemSize, crv::kFitIndicesGrowBy);
+    if (code != 0) return code;
     const int32_t firstIndex = 0;
-    if (code == 0) code = SEQ_Insert(&firstIndex, 0, *indices);
+    code = SEQ_Insert(&firstIndex, 0, *indices);
     if (code != 0) return code;
   }
 
@@ -43,9 +39,18 @@ int32_t CRV_FitMultipleCurvesIterate(const double* samples, uint16_t dims, int32
   });
   if (code != 0) return code;
   double dropped = 0.0;  // the chain's last measured maximum is of no use to the caller
-  return crv::FitCubicSegment(samples, coords, 0, count - 1, start, end, bound,
-                              static_cast<int16_t>(maxIterations), true, *work, &dropped, *points,
-                              indices);
+  const crv::FitRequest request{samples,
+                                count,
+                                1,  // only the immediate neighbours of the end samples give
+                                1,  // the end tangents
+                                bound,
+                                static_cast<int16_t>(maxIterations),
+                                true,
+                                work.get(),
+                                *points,
+                                indices,
+                                &dropped};
+  return crv::RunFit(coords, request);
 }
 
 int32_t CRV_FitMultipleCurves(const double* samples, uint16_t dims, int32_t count, double bound,

@@ -20,6 +20,14 @@ int32_t ClampTangentCount(int32_t requested, int32_t samples) {
 // read as negative and iterate not at all.
 int16_t EngineIterations(uint16_t iterations) { return static_cast<int16_t>(iterations); }
 
+// Copies the four control points the engine left in the (locked) list into the caller's record.
+void CopyFittedPoints(SEQ_ListH fitted, CRV_Curve* curve) {
+  const int16_t dims = curve->dims;
+  const double* items = crv::ItemAt<double>(fitted, 0);
+  for (int i = 0; i < 4; ++i)
+    std::memcpy(curve->ctpts[i], items + i * dims, static_cast<size_t>(dims) * sizeof(double));
+}
+
 }  // namespace
 
 int32_t CRV_FitOneCurveError(const double* samples, int32_t count, double bound,
@@ -28,11 +36,6 @@ int32_t CRV_FitOneCurveError(const double* samples, int32_t count, double bound,
   const int16_t dims = curve->dims;
   if ((dims != 2 && dims != 3) || count < 2) return CRV_ErrBadRecord;
 
-  double start[3], end[3];
-  crv::EstimateEndTangent(samples, dims, 0, 1, ClampTangentCount(leftTangentCount, count), start);
-  crv::EstimateEndTangent(samples, dims, count - 1, -1, ClampTangentCount(rightTangentCount, count),
-                          end);
-
   crv::TemporaryList fitted(dims * static_cast<int32_t>(sizeof(double)), crv::kSingleFitGrowBy);
   if (fitted.code() != 0) return fitted.code();
   std::unique_ptr<crv::FitWorkBuffers> work;
@@ -40,21 +43,27 @@ int32_t CRV_FitOneCurveError(const double* samples, int32_t count, double bound,
     work = crv::MakeFitWorkBuffers(count);
     return CRV_ErrNone;
   });
-  double dropped = 0.0;
-  if (code == 0) {
-    code = crv::FitCubicSegment(samples, dims, 0, count - 1, start, end, bound,
-                                EngineIterations(maxIterations), false, *work,
-                                maxError != nullptr ? maxError : &dropped, fitted.get(), nullptr);
-  }
+  if (code != 0) return fitted.Release(code);
+
+  double dropped = 0.0;  // where the measured maxima go when the caller wants none
+  const crv::FitRequest request{samples,
+                                count,
+                                ClampTangentCount(leftTangentCount, count),
+                                ClampTangentCount(rightTangentCount, count),
+                                bound,
+                                EngineIterations(maxIterations),
+                                false,
+                                work.get(),
+                                fitted.get(),
+                                nullptr,
+                                maxError != nullptr ? maxError : &dropped};
+  code = crv::RunFit(dims, request);
+  if (code != 0) return fitted.Release(code);
   // The engine leaves exactly the four control points in the list.
-  if (code == 0) {
-    code = crv::WithLockedList(fitted.get(), [&] {
-      const double* items = crv::ItemAt<double>(fitted.get(), 0);
-      for (int i = 0; i < 4; ++i)
-        std::memcpy(curve->ctpts[i], items + i * dims, static_cast<size_t>(dims) * sizeof(double));
-      return CRV_ErrNone;
-    });
-  }
+  code = crv::WithLockedList(fitted.get(), [&] {
+    CopyFittedPoints(fitted.get(), curve);
+    return CRV_ErrNone;
+  });
   return fitted.Release(code);
 }
 

@@ -1,10 +1,11 @@
 // The steps of one segment's fit: chord-length parameters, the least-squares inner control
-// points, the largest deviation, one Newton refinement of the parameters, and appending the
-// result to the caller's lists. Written once per coordinate count D (2 or 3) and dispatched on
-// dims, so the inner loops run over a fixed number of coordinates.
+// points, the largest deviation, one Newton refinement of the parameters, the tangents at the
+// ends and at a split, and appending the result to the caller's lists. Written once per
+// coordinate count D (2 or 3), so the inner loops run over a fixed number of coordinates.
 #include <cmath>
 #include <cstddef>
 
+#include "core/evaluate.h"
 #include "core/host_adapters/handle_names.h"
 #include "core/host_adapters/host_lists.h"
 #include "fit/fit_engine.h"
@@ -14,11 +15,6 @@ namespace crv {
 
 namespace {
 
-template <int D>
-const double* Sample(const double* samples, int32_t i) {
-  return samples + static_cast<ptrdiff_t>(i) * D;
-}
-
 // a . b over D coordinates, summed x first.
 template <int D>
 double Dot(const double* a, const double* b) {
@@ -27,10 +23,19 @@ double Dot(const double* a, const double* b) {
   return sum;
 }
 
+// a - b over D coordinates; z is 0 for D = 2.
+template <int D>
+void Difference(const double* a, const double* b, double out[3]) {
+  out[0] = a[0] - b[0];
+  out[1] = a[1] - b[1];
+  out[2] = D == 3 ? a[2] - b[2] : 0.0;
+}
+
 // |a - b|, the squares summed x first.
 template <int D>
 double Distance(const double* a, const double* b) {
-  double diff[3] = {a[0] - b[0], a[1] - b[1], D == 3 ? a[2] - b[2] : 0.0};
+  double diff[3];
+  Difference<D>(a, b, diff);
   return std::sqrt(Dot<D>(diff, diff));
 }
 
@@ -41,18 +46,6 @@ void NormalizeUnlessZero(double* v) {
   if (length != 0.0) {
     for (int k = 0; k < D; ++k) v[k] = v[k] / length;
   }
-}
-
-template <int D>
-void ChordLengthParametersD(const double* samples, int32_t first, int32_t last, double* u) {
-  u[0] = 0.0;
-  for (int32_t i = first + 1; i <= last; ++i)
-    u[i - first] = u[i - first - 1] + Distance<D>(Sample<D>(samples, i), Sample<D>(samples, i - 1));
-  // Scaled by the reciprocal, as the parameters are pinned bit for bit: the last entry is
-  // total * (1/total), which need not be exactly 1.
-  const double total = u[last - first];
-  const double factor = total != 0.0 ? 1.0 / total : 0.0;
-  for (int32_t j = 1; j <= last - first; ++j) u[j] = u[j] * factor;
 }
 
 // One row of the least-squares system: the tangents weighted by the Bernstein weights of P1 and
@@ -83,30 +76,22 @@ class RowsHandle {
   HS_Handle handle_ = nullptr;
 };
 
-// Below this magnitude the determinant of the 2x2 normal equations is taken as singular. It is
-// absolute, in the units of C00 C11 (length^4 for unit tangents), like every tolerance here.
-constexpr double kSingularDeterminant = 0.0001;
-
-template <int D>
-int32_t SolveInnerControlPointsD(const double* samples, int32_t first, int32_t last,
-                                 const double* u, const double* startTangent,
-                                 const double* endTangent, WorkingCurve* curve) {
-  const int32_t count = last - first + 1;
-  LeastSquaresRow localRows[kLocalRows];
-  LeastSquaresRow* rows = localRows;
-  // Up to kLocalRows samples the rows stay on the stack; a longer segment borrows a handle.
-  RowsHandle borrowed;
-  if (count > kLocalRows) {
-    rows = borrowed.Allocate(count);
-    if (rows == nullptr) return CRV_ErrOutOfMemory;
-  }
-
-  // Row i holds the tangents weighted by the Bernstein weights of P1 and P2 at u[i]; the normal
-  // equations accumulate it against itself and against the residual of sample i from the curve
-  // whose handles are retracted onto its ends.
-  const double* d0 = Sample<D>(samples, first);
-  const double* d3 = Sample<D>(samples, last);
+// The sums of the 2x2 normal equations [c00 c01; c01 c11] (alphaStart, alphaEnd) = (x0, x1).
+struct NormalEquations {
   double c00 = 0.0, c01 = 0.0, c11 = 0.0, x0 = 0.0, x1 = 0.0;
+};
+
+// Row i holds the tangents weighted by the Bernstein weights of P1 and P2 at u[i]; the normal
+// equations accumulate it against itself and against the residual of sample i from the curve
+// whose handles are retracted onto its ends. `d` is the segment's first sample, `count` its
+// sample count.
+template <int D>
+NormalEquations AccumulateNormalEquations(const double* d, int32_t count, const double* u,
+                                          const double* startTangent, const double* endTangent,
+                                          LeastSquaresRow* rows) {
+  const double* d0 = d;
+  const double* d3 = d + static_cast<ptrdiff_t>(count - 1) * D;
+  NormalEquations n;
   for (int32_t i = 0; i < count; ++i) {
     const double t = u[i];
     const double s = 1.0 - t;
@@ -119,144 +104,52 @@ int32_t SolveInnerControlPointsD(const double* samples, int32_t first, int32_t l
       row.a0[k] = startTangent[k] * b1;
       row.a1[k] = endTangent[k] * b2;
     }
-    const double* d = Sample<D>(samples, first + i);
+    const double* di = d + static_cast<ptrdiff_t>(i) * D;
     double r[3];
     for (int k = 0; k < D; ++k)
-      r[k] = d[k] - (((d0[k] * b0 + d0[k] * b1) + d3[k] * b2) + d3[k] * b3);
-    c00 = c00 + Dot<D>(row.a0, row.a0);
-    c01 = c01 + Dot<D>(row.a0, row.a1);
-    c11 = c11 + Dot<D>(row.a1, row.a1);
-    x0 = x0 + Dot<D>(row.a0, r);
-    x1 = x1 + Dot<D>(row.a1, r);
+      r[k] = di[k] - (((d0[k] * b0 + d0[k] * b1) + d3[k] * b2) + d3[k] * b3);
+    n.c00 = n.c00 + Dot<D>(row.a0, row.a0);
+    n.c01 = n.c01 + Dot<D>(row.a0, row.a1);
+    n.c11 = n.c11 + Dot<D>(row.a1, row.a1);
+    n.x0 = n.x0 + Dot<D>(row.a0, r);
+    n.x1 = n.x1 + Dot<D>(row.a1, r);
   }
+  return n;
+}
 
-  // Cramer's rule. A near-singular system (the tangents parallel, or too few distinct
-  // parameters) gets a small stand-in determinant instead of a division by (almost) zero.
-  double det = c00 * c11 - c01 * c01;
-  const double det0 = c00 * x1 - x0 * c01;
-  const double det1 = x0 * c11 - x1 * c01;
+// Below this magnitude the determinant of the 2x2 normal equations is taken as singular. It is
+// absolute, in the units of C00 C11 (length^4 for unit tangents), like every tolerance here.
+constexpr double kSingularDeterminant = 0.0001;
+// det = C00 C11 sin^2(theta), theta the angle between the system's two columns. A near-singular
+// system gets det = C00 C11 * (kStandInScale * kSingularDeterminant): the columns are taken to
+// meet at the angle whose sin^2 is 1e-3 (about 1.8 degrees) instead of being (almost) parallel.
+constexpr double kStandInScale = 10.0;
+// When even that stand-in is below the threshold (a column all but zero, as with a zero tangent
+// or coincident parameters), this fixed determinant keeps the distances finite; the numerators
+// are then near 0 as well.
+constexpr double kLastResortDeterminant = 0.001;
+
+// Cramer's rule for the distances of P1 from P0 and of P2 from P3 along their tangents.
+void SolveDistances(const NormalEquations& n, double* alphaStart, double* alphaEnd) {
+  double det = n.c00 * n.c11 - n.c01 * n.c01;
+  const double det0 = n.c00 * n.x1 - n.x0 * n.c01;
+  const double det1 = n.x0 * n.c11 - n.x1 * n.c01;
   if (-kSingularDeterminant < det && det < kSingularDeterminant) {
-    det = ((c00 * c11) * 10.0) * kSingularDeterminant;
-    if (-kSingularDeterminant < det && det < kSingularDeterminant) det = 0.001;
+    det = ((n.c00 * n.c11) * kStandInScale) * kSingularDeterminant;
+    if (-kSingularDeterminant < det && det < kSingularDeterminant) det = kLastResortDeterminant;
   }
-  double alphaStart = det1 / det;
-  double alphaEnd = det0 / det;
-  // A negative distance would put a handle behind its end point, against its tangent (samples
-  // that bend back): fall back to the two-sample placement on both sides.
-  if (alphaStart < 0.0 || alphaEnd < 0.0) {
-    alphaStart = Distance<D>(d3, d0) * kThirdOfChord;
-    alphaEnd = alphaStart;
-  }
-
-  double(&p)[4][3] = curve->points;
-  for (int k = 0; k < D; ++k) {
-    p[0][k] = d0[k];
-    p[3][k] = d3[k];
-    p[1][k] = p[0][k] + alphaStart * startTangent[k];
-    p[2][k] = p[3][k] + alphaEnd * endTangent[k];
-  }
-  return CRV_ErrNone;
+  *alphaStart = det1 / det;
+  *alphaEnd = det0 / det;
 }
 
 // Evaluations of the working curve run a block of samples at a time, ahead of the arithmetic
 // on them, so that the divisions and comparisons of a block overlap instead of each waiting
-// behind its own three calls. Blocks live on the stack (three doubles per value and sample).
+// behind its own calls. Blocks live on the stack (three doubles per value and sample).
 constexpr int32_t kEvaluationBlock = 32;
 
-template <int D>
-int32_t ComputeMaxErrorD(const double* samples, int32_t first, int32_t last,
-                         const WorkingCurve& curve, const double* u, double* maxError,
-                         int32_t* splitIndex) {
-  // The midpoint, in 64 bits so that indices near the top of the int32 range cannot overflow.
-  int32_t split = static_cast<int32_t>((static_cast<int64_t>(first) + last + 1) / 2);
-  double worst = 0.0;
-  double points[kEvaluationBlock][3];
-  for (int32_t begin = first + 1; begin < last; begin += kEvaluationBlock) {
-    const int32_t count = last - begin < kEvaluationBlock ? last - begin : kEvaluationBlock;
-    for (int32_t j = 0; j < count; ++j) {
-      const int32_t code = CRV_EvaluatePoint(&curve.record, u[begin + j - first], points[j]);
-      if (code != 0) return code;
-    }
-    for (int32_t j = 0; j < count; ++j) {
-      const double* d = Sample<D>(samples, begin + j);
-      const double* p = points[j];
-      double diff[3] = {p[0] - d[0], p[1] - d[1], D == 3 ? p[2] - d[2] : 0.0};
-      const double dist = Dot<D>(diff, diff);
-      if (dist >= worst) {  // >=: a tie goes to the later sample
-        worst = dist;
-        split = begin + j;
-      }
-    }
-  }
-  *maxError = worst;
-  *splitIndex = split;
-  return CRV_ErrNone;
-}
-
-template <int D>
-int32_t NewtonReparameterizeD(const double* samples, int32_t first, int32_t last, const double* u,
-                              const WorkingCurve& curve, double* out) {
-  double q[kEvaluationBlock][3], q1[kEvaluationBlock][3], q2[kEvaluationBlock][3];
-  for (int32_t begin = first; begin <= last; begin += kEvaluationBlock) {
-    const int32_t count =
-        last - begin + 1 < kEvaluationBlock ? last - begin + 1 : kEvaluationBlock;
-    const double* t = u + (begin - first);
-    for (int32_t j = 0; j < count; ++j) {
-      int32_t code = CRV_EvaluatePoint(&curve.record, t[j], q[j]);
-      if (code == 0) code = CRV_EvaluateDeriv(&curve.record, t[j], q1[j]);
-      if (code == 0) code = CRV_EvaluateDeriv2(&curve.record, t[j], q2[j]);
-      if (code != 0) return code;
-    }
-    for (int32_t j = 0; j < count; ++j) {
-      const double* d = Sample<D>(samples, begin + j);
-      double diff[3] = {q[j][0] - d[0], q[j][1] - d[1], D == 3 ? q[j][2] - d[2] : 0.0};
-      // f(t) = (B(t) - d) . B'(t) vanishes where the sample's offset is normal to the curve.
-      const double numerator = Dot<D>(diff, q1[j]);
-      const double denominator = Dot<D>(q1[j], q1[j]) + Dot<D>(diff, q2[j]);
-      out[begin - first + j] = denominator != 0.0 ? t[j] - numerator / denominator : t[j];
-    }
-  }
-  return CRV_ErrNone;
-}
-
-template <int D>
-void EstimateEndTangentD(const double* samples, int32_t end, int32_t step, int32_t count,
-                         double out[3]) {
-  const double* e = Sample<D>(samples, end);
-  double sum[3] = {0.0, 0.0, 0.0};
-  for (int32_t j = 1; j <= count; ++j) {
-    const double* d = Sample<D>(samples, end + j * step);
-    for (int k = 0; k < D; ++k) sum[k] = sum[k] + (d[k] - e[k]);
-  }
-  out[2] = 0.0;
-  for (int k = 0; k < D; ++k) out[k] = sum[k] / static_cast<double>(count);
-  NormalizeUnlessZero<D>(out);
-}
-
-template <int D>
-void JoinTwoSamplesD(const double* samples, int32_t first, int32_t last,
-                     const double* startTangent, const double* endTangent, WorkingCurve* curve) {
-  const double* d0 = Sample<D>(samples, first);
-  const double* d3 = Sample<D>(samples, last);
-  const double handle = Distance<D>(d3, d0) * kThirdOfChord;
-  double(&p)[4][3] = curve->points;
-  for (int k = 0; k < D; ++k) {
-    p[0][k] = d0[k];
-    p[3][k] = d3[k];
-    p[1][k] = p[0][k] + handle * startTangent[k];
-    p[2][k] = p[3][k] + handle * endTangent[k];
-  }
-}
-
-template <int D>
-int32_t CenterTangentD(const double* samples, int32_t c, double out[3]) {
-  const double* before = Sample<D>(samples, c - 1);
-  const double* at = Sample<D>(samples, c);
-  const double* after = Sample<D>(samples, c + 1);
-  out[2] = 0.0;
-  for (int k = 0; k < D; ++k) out[k] = ((at[k] - after[k]) + (before[k] - at[k])) * 0.5;
-  NormalizeUnlessZero<D>(out);
-  return CRV_ErrNone;
+// The samples of a block that starts at `begin` in a range that ends at `end` (inclusive).
+int32_t BlockSize(int32_t begin, int32_t end) {
+  return end - begin + 1 < kEvaluationBlock ? end - begin + 1 : kEvaluationBlock;
 }
 
 }  // namespace
@@ -266,65 +159,149 @@ WorkingCurve::WorkingCurve(int16_t dims) {
   for (int i = 0; i < 4; ++i) record.ctpts[i] = points[i];
 }
 
-void ChordLengthParameters(const double* samples, int16_t dims, int32_t first, int32_t last,
-                           double* u) {
-  if (dims == 2)
-    ChordLengthParametersD<2>(samples, first, last, u);
-  else
-    ChordLengthParametersD<3>(samples, first, last, u);
+template <int D>
+void FitEngine<D>::EndTangent(int32_t end, int32_t step, int32_t count, double out[3]) const {
+  const double* e = Sample(end);
+  double sum[3] = {0.0, 0.0, 0.0};
+  for (int32_t j = 1; j <= count; ++j) {
+    const double* d = Sample(end + j * step);
+    for (int k = 0; k < D; ++k) sum[k] = sum[k] + (d[k] - e[k]);
+  }
+  out[2] = 0.0;
+  for (int k = 0; k < D; ++k) out[k] = sum[k] / static_cast<double>(count);
+  NormalizeUnlessZero<D>(out);
 }
 
-int32_t SolveInnerControlPoints(const double* samples, int32_t first, int32_t last,
-                                const double* u, const double* startTangent,
-                                const double* endTangent, WorkingCurve* curve) {
-  if (curve->record.dims == 2)
-    return SolveInnerControlPointsD<2>(samples, first, last, u, startTangent, endTangent, curve);
-  return SolveInnerControlPointsD<3>(samples, first, last, u, startTangent, endTangent, curve);
+template <int D>
+void FitEngine<D>::CenterTangent(int32_t c, double out[3]) const {
+  const double* before = Sample(c - 1);
+  const double* at = Sample(c);
+  const double* after = Sample(c + 1);
+  out[2] = 0.0;
+  for (int k = 0; k < D; ++k) out[k] = ((at[k] - after[k]) + (before[k] - at[k])) * 0.5;
+  NormalizeUnlessZero<D>(out);
 }
 
-int32_t ComputeMaxError(const double* samples, int32_t first, int32_t last,
-                        const WorkingCurve& curve, const double* u, double* maxError,
-                        int32_t* splitIndex) {
-  if (curve.record.dims == 2)
-    return ComputeMaxErrorD<2>(samples, first, last, curve, u, maxError, splitIndex);
-  return ComputeMaxErrorD<3>(samples, first, last, curve, u, maxError, splitIndex);
+template <int D>
+void FitEngine<D>::ChordLengthParameters(int32_t first, int32_t last, double* u) const {
+  u[0] = 0.0;
+  for (int32_t i = first + 1; i <= last; ++i)
+    u[i - first] = u[i - first - 1] + Distance<D>(Sample(i), Sample(i - 1));
+  // Scaled by the reciprocal, as the parameters are pinned bit for bit: the last entry is
+  // total * (1/total), which need not be exactly 1.
+  const double total = u[last - first];
+  const double factor = total != 0.0 ? 1.0 / total : 0.0;
+  for (int32_t j = 1; j <= last - first; ++j) u[j] = u[j] * factor;
 }
 
-int32_t NewtonReparameterize(const double* samples, int32_t first, int32_t last, const double* u,
-                             const WorkingCurve& curve, double* out) {
-  if (curve.record.dims == 2) return NewtonReparameterizeD<2>(samples, first, last, u, curve, out);
-  return NewtonReparameterizeD<3>(samples, first, last, u, curve, out);
+template <int D>
+int32_t FitEngine<D>::SolveInnerControlPoints(int32_t first, int32_t last, const double* u,
+                                              const double* startTangent,
+                                              const double* endTangent) {
+  const int32_t count = last - first + 1;
+  LeastSquaresRow localRows[kLocalRows];
+  LeastSquaresRow* rows = localRows;
+  // Up to kLocalRows samples the rows stay on the stack; a longer segment borrows a handle.
+  RowsHandle borrowed;
+  if (count > kLocalRows) {
+    rows = borrowed.Allocate(count);
+    if (rows == nullptr) return CRV_ErrOutOfMemory;
+  }
+  const NormalEquations n =
+      AccumulateNormalEquations<D>(Sample(first), count, u, startTangent, endTangent, rows);
+  double alphaStart, alphaEnd;
+  SolveDistances(n, &alphaStart, &alphaEnd);
+  // A negative distance would put a handle behind its end point, against its tangent (samples
+  // that bend back): fall back to the two-sample placement on both sides.
+  if (alphaStart < 0.0 || alphaEnd < 0.0) {
+    alphaStart = ThirdOfChord(first, last);
+    alphaEnd = alphaStart;
+  }
+  PlaceHandles(first, last, alphaStart, alphaEnd, startTangent, endTangent);
+  return CRV_ErrNone;
 }
 
-void EstimateEndTangent(const double* samples, int16_t dims, int32_t end, int32_t step,
-                        int32_t count, double out[3]) {
-  if (dims == 2)
-    EstimateEndTangentD<2>(samples, end, step, count, out);
-  else
-    EstimateEndTangentD<3>(samples, end, step, count, out);
+template <int D>
+double FitEngine<D>::ThirdOfChord(int32_t first, int32_t last) const {
+  return Distance<D>(Sample(last), Sample(first)) * kThirdOfChord;
 }
 
-void JoinTwoSamples(const double* samples, int32_t first, int32_t last, const double* startTangent,
-                    const double* endTangent, WorkingCurve* curve) {
-  if (curve->record.dims == 2)
-    JoinTwoSamplesD<2>(samples, first, last, startTangent, endTangent, curve);
-  else
-    JoinTwoSamplesD<3>(samples, first, last, startTangent, endTangent, curve);
+template <int D>
+void FitEngine<D>::PlaceHandles(int32_t first, int32_t last, double alphaStart, double alphaEnd,
+                                const double* startTangent, const double* endTangent) {
+  const double* d0 = Sample(first);
+  const double* d3 = Sample(last);
+  double(&p)[4][3] = curve_.points;
+  for (int k = 0; k < D; ++k) {
+    p[0][k] = d0[k];
+    p[3][k] = d3[k];
+    p[1][k] = p[0][k] + alphaStart * startTangent[k];
+    p[2][k] = p[3][k] + alphaEnd * endTangent[k];
+  }
 }
 
-int32_t CenterTangent(const double* samples, int16_t dims, int32_t c, double out[3]) {
-  if (dims == 2) return CenterTangentD<2>(samples, c, out);
-  return CenterTangentD<3>(samples, c, out);
+template <int D>
+typename FitEngine<D>::Deviation FitEngine<D>::MaxError(int32_t first, int32_t last,
+                                                        const double* u) const {
+  // The midpoint, in 64 bits so that indices near the top of the int32 range cannot overflow.
+  Deviation deviation{0.0, static_cast<int32_t>((static_cast<int64_t>(first) + last + 1) / 2)};
+  double points[kEvaluationBlock][3];
+  for (int32_t begin = first + 1; begin < last; begin += kEvaluationBlock) {
+    const int32_t count = BlockSize(begin, last - 1);
+    for (int32_t j = 0; j < count; ++j) PointAt(curve_.record, u[begin + j - first], points[j]);
+    for (int32_t j = 0; j < count; ++j) {
+      double diff[3];
+      Difference<D>(points[j], Sample(begin + j), diff);
+      const double dist = Dot<D>(diff, diff);
+      if (dist >= deviation.worst) {  // >=: a tie goes to the later sample
+        deviation.worst = dist;
+        deviation.sample = begin + j;
+      }
+    }
+  }
+  return deviation;
 }
 
-int32_t EmitSegment(const WorkingCurve& curve, int32_t last, SEQ_ListH pointList,
-                    SEQ_ListH* indexList) {
+template <int D>
+void FitEngine<D>::NewtonReparameterize(int32_t first, int32_t last, const double* u,
+                                        double* out) const {
+  double q[kEvaluationBlock][3], q1[kEvaluationBlock][3], q2[kEvaluationBlock][3];
+  for (int32_t begin = first; begin <= last; begin += kEvaluationBlock) {
+    const int32_t count = BlockSize(begin, last);
+    const double* t = u + (begin - first);
+    for (int32_t j = 0; j < count; ++j) {
+      PointAt(curve_.record, t[j], q[j]);
+      DerivAt(curve_.record, t[j], q1[j]);
+      Deriv2At(curve_.record, t[j], q2[j]);
+    }
+    for (int32_t j = 0; j < count; ++j) {
+      double diff[3];
+      Difference<D>(q[j], Sample(begin + j), diff);
+      // f(t) = (B(t) - d) . B'(t) vanishes where the sample's offset is normal to the curve.
+      const double numerator = Dot<D>(diff, q1[j]);
+      const double denominator = Dot<D>(q1[j], q1[j]) + Dot<D>(diff, q2[j]);
+      out[begin - first + j] = denominator != 0.0 ? t[j] - numerator / denominator : t[j];
+    }
+  }
+}
+
+template <int D>
+int32_t FitEngine<D>::Emit(int32_t last) {
+  const SEQ_ListH points = request_.pointList;
   // The first segment brings its start point; every later one starts at the previous end.
-  int32_t code = 0;
-  if (ItemCount(pointList) == 0) code = SEQ_Insert(curve.points[0], -1, pointList);
-  for (int i = 1; code == 0 && i < 4; ++i) code = SEQ_Insert(curve.points[i], -1, pointList);
-  if (code == 0 && indexList != nullptr) code = SEQ_Insert(&last, -1, *indexList);
-  return code;
+  if (ItemCount(points) == 0) {
+    const int32_t code = SEQ_Insert(curve_.points[0], -1, points);
+    if (code != 0) return code;
+  }
+  for (int i = 1; i < 4; ++i) {
+    const int32_t code = SEQ_Insert(curve_.points[i], -1, points);
+    if (code != 0) return code;
+  }
+  if (request_.indexList == nullptr) return CRV_ErrNone;
+  return SEQ_Insert(&last, -1, *request_.indexList);
 }
+
+template class FitEngine<2>;
+template class FitEngine<3>;
 
 }  // namespace crv

@@ -10,7 +10,6 @@
 #include <gtest/gtest.h>
 
 #include "crv/crv.h"
-#include "fit/fit_engine.h"
 #include "fit_test_util.h"
 #include "support/curves.h"
 #include "support/near.h"
@@ -121,6 +120,13 @@ TEST(FitMultipleCurves, BoundsThatCannotBeMetSplitDownToSamplePairs) {
     EXPECT_EQ(chain.indices, every) << "bound " << bound;
     EXPECT_EQ(chain.points.size(), (3u * 24 + 1) * 2);
   }
+}
+
+TEST(FitMultipleCurves, ATieSplitsAtTheLaterSample) {
+  // Samples 1 and 2 coincide, and so do 3 and 4: each pair shares its parameter and so its
+  // deviation from any fit, and every split goes to the later sample of a pair.
+  const std::vector<double> samples = {0, 0, 1, 4, 1, 4, 3, 4, 3, 4, 4, 0};
+  EXPECT_EQ(FitChain(samples, 2, 1e-6, 0).indices, (std::vector<int32_t>{0, 2, 4, 5}));
 }
 
 TEST(FitMultipleCurves, BoundsUpToOneSplitWithoutIterating) {
@@ -282,18 +288,6 @@ std::vector<int32_t> FitOnSmallStack(const std::vector<double>& samples, size_t 
 TEST(FitMultipleCurves, SplitsThatNestAsDeepAsTheRunUseNoStack) {
   constexpr int32_t n = 2000;
   const std::vector<double> samples = PeelingRun(n);
-  // Each split of 0..b peels b - 1 off (checked on a few runs through the engine itself).
-  auto work = crv::MakeFitWorkBuffers(n);
-  OwnedList scratch;
-  ASSERT_EQ(SEQ_New(0, 16, 32, 1, &scratch.handle), 0);
-  const double zero[3] = {0, 0, 0};
-  for (int32_t b : {2, 3, 17, 300, n - 1}) {
-    double error = -1;
-    const crv::SegmentOutcome outcome = crv::FitSegmentOnce(
-        samples.data(), 2, 0, b, zero, zero, 0.0, 4, true, *work, &error, scratch.handle, nullptr);
-    EXPECT_TRUE(outcome.split);
-    EXPECT_EQ(outcome.splitIndex, b - 1);
-  }
   // On a 64 KiB stack: the recursive form would keep one frame per pending right half (at least
   // a few hundred bytes each, over 12 KiB with its rows), here n - 2 of them.
   const std::vector<int32_t> indices = FitOnSmallStack(samples, 64 * 1024);
