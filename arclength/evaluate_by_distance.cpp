@@ -22,6 +22,10 @@ constexpr int32_t kPointGrowBy = 32;
 // square is 0 or NaN, NaN coordinates, or a distance tiny beside the curve would otherwise halve
 // without end. It bounds one call to 2^20 + 1 points and the recursion to 19 frames.
 constexpr int16_t kMaxDepth = 19;
+// Pieces at depths below this are halved without looking at their chords, so every curve is cut
+// at least into eighths: a loop or an S whose end points nearly meet is never taken as one short
+// chord.
+constexpr int16_t kUntestedDepths = 2;
 
 inline Point2 Mid(Point2 a, Point2 b) { return {(a.x + b.x) * 0.5, (a.y + b.y) * 0.5}; }
 
@@ -55,14 +59,13 @@ inline int32_t Store(SEQ_ListH list, int32_t* counter, Point2 p) {
 
 // Walks one piece: halves it, and for each half in turn stores its end point when its chord is
 // strictly shorter than the distance (squared on both sides), or walks it one level deeper.
-// Depths 0 and 1 halve without testing, so every curve is cut at least into eighths. Returns the
-// first failing store's code.
+// Returns the first failing store's code.
 int32_t DistanceWalk(const Point2 piece[4], double d2, int32_t* counter, SEQ_ListH list,
                      int16_t depth) {
   Point2 split[7];
   Halve(piece, split);
   const int16_t deeper = static_cast<int16_t>(depth + 1);
-  if (depth < 2) {
+  if (depth < kUntestedDepths) {
     const int32_t code = DistanceWalk(split, d2, counter, list, deeper);
     if (code != 0) return code;
     return DistanceWalk(split + 3, d2, counter, list, deeper);

@@ -44,28 +44,31 @@ void PointAt(const CRV_Curve& curve, double t, double* out) {
     EvaluatePointScalar(curve, t, out);
 }
 
+namespace {
+
+// out[k] = f(P0[k], P1[k], P2[k], P3[k]) for every coordinate k.
+template <typename PerCoordinate>
+void ForEachCoordinate(const CRV_Curve& curve, double* out, PerCoordinate f) {
+  for (int k = 0; k < curve.dims; ++k)
+    out[k] = f(curve.ctpts[0][k], curve.ctpts[1][k], curve.ctpts[2][k], curve.ctpts[3][k]);
+}
+
+}  // namespace
+
 void DerivAt(const CRV_Curve& curve, double t, double* out) {
-  const double* p0 = curve.ctpts[0];
-  const double* p1 = curve.ctpts[1];
-  const double* p2 = curve.ctpts[2];
-  const double* p3 = curve.ctpts[3];
-  for (int k = 0; k < curve.dims; ++k) {
-    const double a = (p3[k] - p0[k]) + 3.0 * (p1[k] - p2[k]);
+  ForEachCoordinate(curve, out, [t](double p0, double p1, double p2, double p3) {
+    const double a = (p3 - p0) + 3.0 * (p1 - p2);
     // 3 ((P1 - P0) + (2 ((P0 - 2 P1) + P2) + a t) t)
-    out[k] = 3.0 * ((p1[k] - p0[k]) + (2.0 * ((p0[k] - 2.0 * p1[k]) + p2[k]) + a * t) * t);
-  }
+    return 3.0 * ((p1 - p0) + (2.0 * ((p0 - 2.0 * p1) + p2) + a * t) * t);
+  });
 }
 
 void Deriv2At(const CRV_Curve& curve, double t, double* out) {
-  const double* p0 = curve.ctpts[0];
-  const double* p1 = curve.ctpts[1];
-  const double* p2 = curve.ctpts[2];
-  const double* p3 = curve.ctpts[3];
-  for (int k = 0; k < curve.dims; ++k) {
-    const double a = (p3[k] - p0[k]) + 3.0 * (p1[k] - p2[k]);
+  ForEachCoordinate(curve, out, [t](double p0, double p1, double p2, double p3) {
+    const double a = (p3 - p0) + 3.0 * (p1 - p2);
     // ((((P0 - 2 P1) + P2) + a t) 3) 2: times 3, then times 2.
-    out[k] = ((((p0[k] - 2.0 * p1[k]) + p2[k]) + a * t) * 3.0) * 2.0;
-  }
+    return ((((p0 - 2.0 * p1) + p2) + a * t) * 3.0) * 2.0;
+  });
 }
 
 }  // namespace crv

@@ -25,14 +25,14 @@ int32_t CRV_EvaluateYAverageFromXToX(const CRV_Curve* curve, double x1, double x
   *average = 0.0;
   if (x1 == x2) {
     double t = 0.0;
-    crv::TFromCoordinate(*curve, 0, x1, t);
+    crv::TFromCoordinate(*curve, 0, x1, &t);
     *average = crv::EvaluateCoordinate(*curve, 1, t);
     return CRV_ErrNone;
   }
   double t1 = 0.0;
   double t2 = 0.0;
-  crv::TFromCoordinate(*curve, 0, x1, t1);
-  crv::TFromCoordinate(*curve, 0, x2, t2);
+  crv::TFromCoordinate(*curve, 0, x1, &t1);
+  crv::TFromCoordinate(*curve, 0, x2, &t2);
   const double dt = t2 - t1;
   if (dt == 0.0) return CRV_ErrNone;  // both bounds at one parameter, e.g. both before the start
   *average = (Antiderivative(*curve, 1, t2) - Antiderivative(*curve, 1, t1)) / dt;

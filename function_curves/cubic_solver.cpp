@@ -18,7 +18,7 @@ constexpr double kHalfLess = 0.4999999;
 
 }  // namespace
 
-void SolveThreeRoots(double cosArg, double m, double aThird, double& t) {
+void SolveThreeRoots(double cosArg, double m, double aThird, double* t) {
   // theta lies in [0, pi], so t1 is the smallest root, t2 the largest and t3 the middle one.
   // t1 must lie strictly inside (0, 1); the others may touch the ends.
   const double theta = std::acos(cosArg);
@@ -33,7 +33,7 @@ void SolveThreeRoots(double cosArg, double m, double aThird, double& t) {
   if (t1High > 0.0 && t1Low < 1.0) {
     const double t1 = m * std::cos(theta / 3.0) - aThird;
     if (t1 > 0.0 && t1 < 1.0) {
-      t = t1;
+      *t = t1;
       return;
     }
   }
@@ -42,12 +42,12 @@ void SolveThreeRoots(double cosArg, double m, double aThird, double& t) {
   if (t2Low <= 1.0 && t2High >= 0.0) {
     const double t2 = m * std::cos((theta + kTwoPi) / 3.0) - aThird;
     if (t2 >= 0.0 && t2 <= 1.0) {
-      t = t2;
+      *t = t2;
       return;
     }
   }
   const double t3 = m * std::cos((theta + kFourPi) / 3.0) - aThird;
-  if (t3 >= 0.0 && t3 <= 1.0) t = t3;
+  if (t3 >= 0.0 && t3 <= 1.0) *t = t3;
 }
 
 }  // namespace solver_detail

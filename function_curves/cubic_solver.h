@@ -59,13 +59,13 @@ inline Terms MakeTerms(const double* p0, const double* p1, const double* p2, con
 
 // The start clamp wins over the end clamp: a coordinate that falls (p3 < p0) gives 0 for every
 // V below p0 + eps and 1 for every other.
-inline bool Clamp(double p0, double p3, double v, double& t) {
+inline bool Clamp(double p0, double p3, double v, double* t) {
   if (p0 > v || std::fabs(v - p0) < kSolverEpsilon) {
-    t = 0.0;
+    *t = 0.0;
     return true;
   }
   if (v > p3 || std::fabs(v - p3) < kSolverEpsilon) {
-    t = 1.0;
+    *t = 1.0;
     return true;
   }
   return false;
@@ -73,23 +73,23 @@ inline bool Clamp(double p0, double p3, double v, double& t) {
 
 // |c3| < eps: the quadratic c2 t^2 + c1 t + c0 by the library's shared quadratic rule. A single
 // root (line or double root) is taken wherever it lies; of two roots the first in [0, 1] wins.
-inline void SolveQuadraticPart(const Terms& s, double c0, double& t) {
+inline void SolveQuadraticPart(const Terms& s, double c0, double* t) {
   int32_t count = 0;
   double roots[2];
   SolveQuadratic(s.c2, s.c1, c0, &count, roots);
   if (count == 1) {
-    t = roots[0];
+    *t = roots[0];
   } else if (count == 2) {
     if (roots[0] >= 0.0 && roots[0] <= 1.0)
-      t = roots[0];
+      *t = roots[0];
     else if (roots[1] >= 0.0 && roots[1] <= 1.0)
-      t = roots[1];
+      *t = roots[1];
   }
 }
 
 // Three real roots, from the angle's cosine R / sqrt(Q^3) and m = -2 sqrt(Q) < 0: sets t to the
 // first accepted of t1, t2, t3, or leaves it. Out of line: acos and cos outweigh a call.
-void SolveThreeRoots(double cosArg, double m, double aThird, double& t);
+void SolveThreeRoots(double cosArg, double m, double aThird, double* t);
 
 // Both forms keep these for the three-root branch: the prepared one forms them once per call.
 struct ThreeRootTerms {
@@ -100,7 +100,7 @@ struct ThreeRootTerms {
 // Everything after the clamps, for one target. kPrepared selects the angle's cosine as R times
 // the stored reciprocal instead of R / sqrt(Q^3); every other value is the same.
 template <bool kPrepared>
-inline void SolveUnclamped(const Terms& s, const ThreeRootTerms& three, double v, double& t) {
+inline void SolveUnclamped(const Terms& s, const ThreeRootTerms& three, double v, double* t) {
   const double c0 = s.p0 - v;
   if (!s.cubic) {
     SolveQuadraticPart(s, c0, t);
@@ -115,15 +115,15 @@ inline void SolveUnclamped(const Terms& s, const ThreeRootTerms& three, double v
     const double root = std::sqrt(r2 - s.q3);
     if (r >= 0.0) {
       const double big = std::cbrt(r + root);
-      t = -(s.aThird + big) - s.q / big;
+      *t = -(s.aThird + big) - s.q / big;
     } else {
       const double big = std::cbrt(root - r);
-      t = big - s.aThird + s.q / big;
+      *t = big - s.aThird + s.q / big;
     }
     return;
   }
   if (std::fabs(s.q) < kSolverEpsilon) {
-    t = -s.aThird;  // triple root
+    *t = -s.aThird;  // triple root
     return;
   }
   // Q >= eps > 0 here, so both square roots are real.
@@ -155,7 +155,7 @@ inline void SolveUnclamped(const Terms& s, const ThreeRootTerms& three, double v
 // Accuracy: dividing by c3 makes the normalised coefficients grow like 1/c3, and Cardano's sums
 // then cancel; on a unit span the residual |x_k(t) - v| is ~1e-16 for |c3| near 1 but grows like
 // 1e-16 / c3^2 (3e-9 at |c3| = 1e-4, 3e-5 at 1e-6) until the quadratic rule takes over at 1e-10.
-inline void TFromCoordinate(const CRV_Curve& curve, int k, double v, double& t) {
+inline void TFromCoordinate(const CRV_Curve& curve, int k, double v, double* t) {
   const double p0 = curve.ctpts[0][k];
   const double p3 = curve.ctpts[3][k];
   if (solver_detail::Clamp(p0, p3, v, t)) return;
@@ -181,7 +181,7 @@ class PreparedSolver {
   }
 
   // As TFromCoordinate: t is set, or left as it was when no root is accepted.
-  void Solve(double v, double& t) const {
+  void Solve(double v, double* t) const {
     if (solver_detail::Clamp(s_.p0, s_.p3, v, t)) return;
     solver_detail::SolveUnclamped<true>(s_, three_, v, t);
   }

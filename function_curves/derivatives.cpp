@@ -15,7 +15,7 @@ constexpr double kVerticalSlope = 1e10;
 
 int32_t CRV_Evaluate1dDerivFromX(const CRV_Curve* curve, double x, double* slope) {
   double t = 0.0;
-  crv::TFromCoordinate(*curve, 0, x, t);
+  crv::TFromCoordinate(*curve, 0, x, &t);
   double d[2];
   crv::DerivAt(crv::XYView(*curve), t, d);
   if (d[0] > -kFlatTimeSpeed && d[0] < kFlatTimeSpeed)
@@ -27,7 +27,7 @@ int32_t CRV_Evaluate1dDerivFromX(const CRV_Curve* curve, double x, double* slope
 
 int32_t CRV_Evaluate1dDeriv2FromX(const CRV_Curve* curve, double x, double* out) {
   double t = 0.0;
-  crv::TFromCoordinate(*curve, 0, x, t);
+  crv::TFromCoordinate(*curve, 0, x, &t);
   const CRV_Curve view = crv::XYView(*curve);
   double d[2];
   double d2[2];

@@ -32,7 +32,7 @@ inline void ForEachSampleTime(const CRV_Curve& curve, double x1, double x2, int1
   double t = 0.0;
   double x = x1;
   for (int16_t i = 0; i < count; ++i) {
-    solver.Solve(x, t);
+    solver.Solve(x, &t);
     sample(i, t);
     x += step;
   }

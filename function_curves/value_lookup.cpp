@@ -8,7 +8,7 @@
 
 int32_t CRV_EvaluateYFromX(const CRV_Curve* curve, double x, double* y) {
   double t = 0.0;  // kept where the solver accepts no root
-  crv::TFromCoordinate(*curve, 0, x, t);
+  crv::TFromCoordinate(*curve, 0, x, &t);
   *y = crv::EvaluateCoordinate(*curve, 1, t);
   return CRV_ErrNone;
 }
@@ -23,7 +23,7 @@ int32_t CRV_EvaluateYFromXs(const CRV_Curve* curve, double x1, double x2, int16_
 
 int32_t CRV_EvaluateXFromY(const CRV_Curve* curve, double y, double* x) {
   double t = 0.0;
-  crv::TFromCoordinate(*curve, 1, y, t);
+  crv::TFromCoordinate(*curve, 1, y, &t);
   *x = crv::EvaluateCoordinate(*curve, 0, t);
   return CRV_ErrNone;
 }

@@ -28,8 +28,8 @@ bool SolvesThreeRoots(const CRV_Curve& curve, double v) {
 // Whether the solver accepts a root for time x (t does not depend on the fallback).
 bool Accepts(const CRV_Curve& curve, double x) {
   double a = 0.25, b = 0.75;
-  crv::TFromCoordinate(curve, 0, x, a);
-  crv::TFromCoordinate(curve, 0, x, b);
+  crv::TFromCoordinate(curve, 0, x, &a);
+  crv::TFromCoordinate(curve, 0, x, &b);
   return SameValue(a, b);
 }
 
@@ -94,7 +94,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
           double expected = 0.0;
           if (slopes) {
             double t = 0.0, d[2];
-            crv::TFromCoordinate(*record, 0, x, t);
+            crv::TFromCoordinate(*record, 0, x, &t);
             CRV_Curve view = *record;
             view.dims = 2;
             CRV_EvaluateDeriv(&view, t, d);
