@@ -90,7 +90,7 @@ TEST(EvaluateBounds, KnownCoordinates) {
 // coordinate has a = 2.5e-10, just above the solver's absolute threshold, and a discriminant of
 // 3.1e-16, below it: its roots 0.501 and -69.8 are taken as the double root -34.7, outside
 // [0, 1], so the bounds are the end values although the coordinate dips 2.2e-9 below them at
-// t = 0.5. The thresholds are absolute by contract; this pins what they cost (up to about 1e-5
+// t = 0.5. The thresholds are absolute; this pins what they cost (up to about 1e-5
 // where a is tiny and the roots lie far apart).
 TEST(EvaluateBounds, FarApartRootsWithATinyDiscriminantCountAsOneDoubleRoot) {
   const double p0 = -0x1.74b3333333334p+1, p1 = -0x1.74b3333973ef4p+1;

@@ -1,6 +1,6 @@
 // The fault sweep: every export that reaches the host, run once to count its failable host calls
 // and then once per call with that call failing. Each failure must come back as the injected code
-// (or the code the contract names for it: CRV_ErrOutOfMemory for a handle the fit cannot get, the
+// (or the code the header documents for it: CRV_ErrOutOfMemory for a handle the fit cannot get, the
 // translator's code for a small block that throws, a thrown int from the typed projection), leave
 // no handle, small block, lock or temporary list behind, and leave the caller's outputs as crv.h
 // says. The caller's own lists are inspected and then disposed of, which also proves they are not
@@ -67,7 +67,7 @@ class Trial {
   virtual int32_t Call() = 0;
   virtual void Record() {}
   virtual void Check(const Fault& fault, const Trial& clean) const = 0;
-  // Whether the contract lets the call go on when host call k fails (and its result be clean).
+  // Whether the export documents that it goes on when host call k fails (and its result be clean).
   virtual bool Ignores(int64_t /*k*/, int64_t /*calls*/) const { return false; }
 };
 
@@ -89,10 +89,10 @@ struct SweepCase {
   int smallBlocks = 0;  // failable calls that are small-block allocations
   int handles = 0;      // failable calls that are handle allocations, or kSome
   int32_t handleCode = CRV_ErrOutOfMemory;
-  int64_t calls = -1;  // failable calls of the run without faults, where the contract fixes them
-  // The kind of each failable call in order, where the contract fixes it: L a list operation or
-  // transform whose code comes back, S a small block, H a handle, I a call whose failure the
-  // contract lets pass.
+  int64_t calls = -1;  // failable calls of the run without faults, where the export documents them
+  // The kind of each failable call in order, where the export documents it: L a list operation
+  // or transform whose code comes back, S a small block, H a handle, I a call whose failure the
+  // export lets pass.
   std::string order;
 };
 

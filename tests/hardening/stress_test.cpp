@@ -1,4 +1,4 @@
-// Stress: inputs at the far edges of the contracts, which must finish quickly, within bounded
+// Stress: inputs at the far edges of what the exports accept, which must finish quickly, within bounded
 // stack and memory, and with the documented answers. Each runs in well under 10 s in the optimised
 // build; the longest two are skipped under AddressSanitizer, where they take several times longer
 // and prove nothing the optimised run does not.
