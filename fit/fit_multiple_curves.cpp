@@ -3,13 +3,21 @@
 #include <memory>
 
 #include "core/host_adapters/guard.h"
+#include "core/host_adapters/host_lists.h"
 #include "fit/fit_engine.h"
 
 namespace {
 
-// Creates the caller's list when its handle is null, else empties the list already there.
-int32_t CreateOrEmpty(SEQ_ListH* list, int32_t itemSize, int32_t growBy) {
-  if (*list == nullptr) return SEQ_New(0, itemSize, growBy, 1, list);
+// The Newton steps CRV_FitMultipleCurves gives a segment before splitting it. A chain can fall
+// back on splitting, so a segment that a few steps do not bring within the bound is split rather
+// than refined further (the single fit, which cannot split, allows ten).
+constexpr uint16_t kChainIterations = 4;
+
+// The caller's list, made when its variable is null and emptied when it holds a list already.
+int32_t UseEmptyList(SEQ_ListH* list, int32_t itemSize, int32_t growBy) {
+  bool created = false;
+  const int32_t code = crv::UseOrCreateList(list, itemSize, growBy, &created);
+  if (code != 0 || created) return code;
   return SEQ_SetNumItems(0, *list, 0);
 }
 
@@ -21,11 +29,11 @@ int32_t CRV_FitMultipleCurvesIterate(const double* samples, uint16_t dims, int32
   if ((dims != 2 && dims != 3) || count < 2) return CRV_ErrBadRecord;
   const int16_t coords = static_cast<int16_t>(dims);
 
-  int32_t code = CreateOrEmpty(points, coords * static_cast<int32_t>(sizeof(double)),
-                               crv::kFitPointsGrowBy);
+  int32_t code = UseEmptyList(points, coords * static_cast<int32_t>(sizeof(double)),
+                              crv::kFitPointsGrowBy);
   if (code != 0) return code;
   if (indices != nullptr) {
-    code = CreateOrEmpty(indices, crv::kFitIndexItemSize, crv::kFitIndicesGrowBy);
+    code = UseEmptyList(indices, crv::kFitIndexItemSize, crv::kFitIndicesGrowBy);
     if (code != 0) return code;
     const int32_t firstIndex = 0;
     code = SEQ_Insert(&firstIndex, 0, *indices);
@@ -55,5 +63,6 @@ int32_t CRV_FitMultipleCurvesIterate(const double* samples, uint16_t dims, int32
 
 int32_t CRV_FitMultipleCurves(const double* samples, uint16_t dims, int32_t count, double bound,
                               SEQ_ListH* points) {
-  return CRV_FitMultipleCurvesIterate(samples, dims, count, bound, 4, points, nullptr);
+  return CRV_FitMultipleCurvesIterate(samples, dims, count, bound, kChainIterations, points,
+                                      nullptr);
 }

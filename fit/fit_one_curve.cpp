@@ -9,6 +9,10 @@
 
 namespace {
 
+// The Newton steps of CRV_FitOneCurve. A single cubic has no split to fall back on when the
+// bound is missed, so it may refine longer than a chain's segment, which splits after four.
+constexpr uint16_t kOneCurveIterations = 10;
+
 // Tangent sample counts outside 1 .. n - 1 would average over samples that do not exist (or
 // over none): they are clamped into that range.
 int32_t ClampTangentCount(int32_t requested, int32_t samples) {
@@ -75,5 +79,5 @@ int32_t CRV_FitOneCurveIter(const double* samples, int32_t count, double bound,
 
 int32_t CRV_FitOneCurve(const double* samples, int32_t count, double bound, int32_t tangentCount,
                         CRV_Curve* curve) {
-  return CRV_FitOneCurveIter(samples, count, bound, 10, tangentCount, curve);
+  return CRV_FitOneCurveIter(samples, count, bound, kOneCurveIterations, tangentCount, curve);
 }
