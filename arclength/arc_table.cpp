@@ -88,17 +88,26 @@ double ChordLength(const CRV_Curve& curve) {
 
 namespace {
 
-// The straight distance between consecutive samples, with the sums in the order the table's
-// lengths are pinned to.
-inline double SampleDistance(const double (&a)[2], const double (&b)[2]) {
-  const double dx = b[0] - a[0];
-  const double dy = b[1] - a[1];
+// Evaluates B(t), returns its straight distance from prev and makes it the new prev: x and y
+// only, or x, y and z, with the squares summed in the order the table's lengths are pinned to.
+double StepDistance2D(const CRV_Curve& curve, double t, double prev[2]) {
+  double point[2];
+  PointAt(XYView(curve), t, point);
+  const double dx = point[0] - prev[0];
+  const double dy = point[1] - prev[1];
+  prev[0] = point[0];
+  prev[1] = point[1];
   return std::sqrt(dx * dx + dy * dy);
 }
-inline double SampleDistance(const double (&a)[3], const double (&b)[3]) {
-  const double dx = b[0] - a[0];
-  const double dy = b[1] - a[1];
-  const double dz = b[2] - a[2];
+double StepDistance3D(const CRV_Curve& curve, double t, double prev[3]) {
+  double point[3];
+  PointAt(curve, t, point);
+  const double dx = point[0] - prev[0];
+  const double dy = point[1] - prev[1];
+  const double dz = point[2] - prev[2];
+  prev[0] = point[0];
+  prev[1] = point[1];
+  prev[2] = point[2];
   return std::sqrt((dy * dy + dx * dx) + dz * dz);
 }
 
@@ -108,17 +117,14 @@ template <int D>
 int32_t FillSamples(const CRV_Curve& curve, int32_t n, double dt, SEQ_ListH table,
                     double* length) {
   double prev[D];
-  double cur[D];
   PointAt(curve, 0.0, prev);
   double s = 0.0;
   double t = dt;
   int32_t code = 0;
   for (int32_t i = 1; i < n; ++i) {
-    PointAt(curve, t, cur);
-    s = s + SampleDistance(prev, cur);
+    s = s + (D == 2 ? StepDistance2D(curve, t, prev) : StepDistance3D(curve, t, prev));
     const ArcTableEntry entry{t, s};
     if ((code = StoreAt(table, i, &entry)) != 0) break;
-    for (int k = 0; k < D; ++k) prev[k] = cur[k];
     t = t + dt;
   }
   *length = s;
