@@ -9,13 +9,10 @@
 
 #include "adaptive/straightness.h"
 #include "core/evaluate.h"
+#include "core/time_tolerance.h"
 #include "crv/crv.h"
 
 namespace {
-
-// A difference in time (x, absolute, in the curve's time units) below this counts as none: a
-// segment spanning less time is taken as vertical rather than dividing by almost nothing.
-constexpr double kVerticalTimeSpan = 1e-12;
 
 // The y range outputs; `tracked` is false when the caller gave none.
 struct YRange {
@@ -39,7 +36,7 @@ struct YRange {
 
 // y at abscissa x on the segment a-b; b's y when the segment is vertical.
 inline double YAt(double x, const double a[2], const double b[2]) {
-  if (std::fabs(a[0] - b[0]) < kVerticalTimeSpan) return b[1];
+  if (std::fabs(a[0] - b[0]) < crv::kTimeEpsilon) return b[1];
   return (x - a[0]) / (b[0] - a[0]) * (b[1] - a[1]) + a[1];
 }
 

@@ -1,14 +1,14 @@
 // Slopes of function curves by time: dy/dx = y'(t) / x'(t) at the parameter of the time.
 #include "core/evaluate.h"
+#include "core/time_tolerance.h"
 #include "crv/crv.h"
 #include "function_curves/cubic_solver.h"
 #include "function_curves/function_curve.h"
 
 namespace {
 
-// |x'| below this (in time units per unit parameter) counts as a vertical tangent for the single
-// slope, which then reports kVerticalSlope with the sign of y' instead of dividing by ~0.
-constexpr double kFlatTimeSpeed = 1e-12;
+// The slope reported at a vertical tangent (|x'| below the time tolerance), with the sign of y',
+// instead of dividing by almost nothing.
 constexpr double kVerticalSlope = 1e10;
 
 }  // namespace
@@ -18,7 +18,7 @@ int32_t CRV_Evaluate1dDerivFromX(const CRV_Curve* curve, double x, double* slope
   crv::TFromCoordinate(*curve, 0, x, &t);
   double d[2];
   crv::DerivAt(crv::XYView(*curve), t, d);
-  if (d[0] > -kFlatTimeSpeed && d[0] < kFlatTimeSpeed)
+  if (d[0] > -crv::kTimeEpsilon && d[0] < crv::kTimeEpsilon)
     *slope = d[1] >= 0.0 ? kVerticalSlope : -kVerticalSlope;  // a NaN y' counts as falling
   else
     *slope = d[1] / d[0];
