@@ -2,17 +2,76 @@
 // and the paired path, as the exported functions, without their result codes (evaluation cannot
 // fail). Every subsystem that evaluates a curve goes through these, so an internal evaluation
 // gives the bits a caller would get from the export.
+//
+// Per coordinate, with P0..P3 its control values:
+//   c = 3 (P1 - P0),  b = 3 ((P0 - 2 P1) + P2),  a = (P3 - P0) + 3 (P1 - P2)
+//   B(t) = P0 + c t + b t^2 + a t^3,  B'(t) = c + 2b t + 3a t^2,  B''(t) = 2b + 6a t.
+// Every formula keeps the grouping written beside it: results are pinned bit for bit. They are
+// inline so that the subsystems' loops evaluate without a call.
 #ifndef CRV_CORE_EVALUATE_H
 #define CRV_CORE_EVALUATE_H
 
+#include "core/evaluate_paired.h"
+#include "core/host_adapters/capability.h"
 #include "crv/crv.h"
 
 namespace crv {
 
-// out[dims] = B(t), B'(t), B''(t). Nothing is written for dims <= 0.
-void PointAt(const CRV_Curve& curve, double t, double* out);
-void DerivAt(const CRV_Curve& curve, double t, double* out);
-void Deriv2At(const CRV_Curve& curve, double t, double* out);
+// ((P0 s + P1 (3t)) s + (P2 3) t^2) s + (P3 t) t^2: the Bernstein form, nested.
+inline double NestedCoordinate(const CRV_Curve& curve, int k, double s, double t3, double tt,
+                               double t) {
+  return ((curve.ctpts[0][k] * s + curve.ctpts[1][k] * t3) * s + (curve.ctpts[2][k] * 3.0) * tt) *
+             s +
+         (curve.ctpts[3][k] * t) * tt;
+}
+
+inline void EvaluatePointScalar(const CRV_Curve& curve, double t, double* out) {
+  const double s = 1.0 - t;
+  const double t3 = 3.0 * t;
+  const double tt = t * t;
+  if (curve.dims == 2) {  // both coordinates read before either is written
+    const double x = NestedCoordinate(curve, 0, s, t3, tt, t);
+    const double y = NestedCoordinate(curve, 1, s, t3, tt, t);
+    out[0] = x;
+    out[1] = y;
+    return;
+  }
+  for (int k = 0; k < curve.dims; ++k) out[k] = NestedCoordinate(curve, k, s, t3, tt, t);
+}
+
+// out[dims] = B(t); nothing is written for dims <= 0. The paired path handles coordinates two at a
+// time, so it needs at least two.
+inline void PointAt(const CRV_Curve& curve, double t, double* out) {
+  if (curve.dims >= 2 && UsePairedPath())
+    EvaluatePointPaired(curve, t, out);
+  else
+    EvaluatePointScalar(curve, t, out);
+}
+
+// out[k] = f(P0[k], P1[k], P2[k], P3[k]) for every coordinate k.
+template <typename PerCoordinate>
+inline void ForEachCoordinate(const CRV_Curve& curve, double* out, PerCoordinate f) {
+  for (int k = 0; k < curve.dims; ++k)
+    out[k] = f(curve.ctpts[0][k], curve.ctpts[1][k], curve.ctpts[2][k], curve.ctpts[3][k]);
+}
+
+// out[dims] = B'(t).
+inline void DerivAt(const CRV_Curve& curve, double t, double* out) {
+  ForEachCoordinate(curve, out, [t](double p0, double p1, double p2, double p3) {
+    const double a = (p3 - p0) + 3.0 * (p1 - p2);
+    // 3 ((P1 - P0) + (2 ((P0 - 2 P1) + P2) + a t) t)
+    return 3.0 * ((p1 - p0) + (2.0 * ((p0 - 2.0 * p1) + p2) + a * t) * t);
+  });
+}
+
+// out[dims] = B''(t).
+inline void Deriv2At(const CRV_Curve& curve, double t, double* out) {
+  ForEachCoordinate(curve, out, [t](double p0, double p1, double p2, double p3) {
+    const double a = (p3 - p0) + 3.0 * (p1 - p2);
+    // ((((P0 - 2 P1) + P2) + a t) 3) 2: times 3, then times 2.
+    return ((((p0 - 2.0 * p1) + p2) + a * t) * 3.0) * 2.0;
+  });
+}
 
 // The record's first two coordinates (x and y, or time and value) as a record of its own, so that
 // evaluating it writes at most two doubles whatever the caller's record carries. Each coordinate is

@@ -1,21 +1,39 @@
-// The paired path of point evaluation, and its scalar emulation for tests and other processors.
+// The paired path of point evaluation: B(t) for dims >= 2 from the four Bernstein weights
+//   w0 = s (s s), w1 = (s s)(3t), w2 = s ((t t) 3), w3 = t (t t)      (s = 1 - t)
+// as (P0 w0 + P1 w1) + (P2 w2 + P3 w3) per coordinate. Coordinates 0 and 1 go together, side by
+// side in one pair of lanes, the rest one at a time.
 #ifndef CRV_CORE_EVALUATE_PAIRED_H
 #define CRV_CORE_EVALUATE_PAIRED_H
 
+#include "core/lanes.h"
 #include "crv/crv.h"
 
 namespace crv {
 
-// B(t) for dims >= 2 from the four Bernstein weights
-//   w0 = s (s s), w1 = (s s)(3t), w2 = s ((t t) 3), w3 = t (t t)      (s = 1 - t)
-// as (P0 w0 + P1 w1) + (P2 w2 + P3 w3) per coordinate: each bracket's two products side by side,
-// summed horizontally, then the two sums added. Coordinates 0 and 1 go together, the rest one at a
-// time. On x86-64 this uses SSE3 (compiled for it alone, so the library loads on any x86-64);
-// callers take it only when the host's capability record says SSE3 is there.
-void EvaluatePointPaired(const CRV_Curve& curve, double t, double* out);
+struct BernsteinWeights {
+  double w0, w1, w2, w3;
+};
 
-// The same additions in the same order in plain scalar code: bit-identical to the paired path.
-void EvaluatePointPairedEmulated(const CRV_Curve& curve, double t, double* out);
+inline BernsteinWeights WeightsAt(double t) {
+  const double s = 1.0 - t;
+  const double ss = s * s, tt = t * t;
+  return {s * ss, ss * (3.0 * t), s * (tt * 3.0), t * tt};
+}
+
+// One coordinate (T = double, from P[k]) or coordinates 0 and 1 (T = Lanes2, from P[0..1]).
+template <typename T>
+inline T PairedSum(const T& p0, const T& p1, const T& p2, const T& p3, const BernsteinWeights& w) {
+  return (p0 * w.w0 + p1 * w.w1) + (p2 * w.w2 + p3 * w.w3);
+}
+
+inline void EvaluatePointPaired(const CRV_Curve& curve, double t, double* out) {
+  const BernsteinWeights w = WeightsAt(t);
+  const double* const* p = curve.ctpts;
+  const Lanes2 xy = PairedSum(Lanes2::Load(p[0]), Lanes2::Load(p[1]), Lanes2::Load(p[2]),
+                              Lanes2::Load(p[3]), w);
+  xy.Store(out);
+  for (int k = 2; k < curve.dims; ++k) out[k] = PairedSum(p[0][k], p[1][k], p[2][k], p[3][k], w);
+}
 
 }  // namespace crv
 
