@@ -3,22 +3,29 @@
 // h = (t1 - t0) / (n - 1); the last sample equals the curve at t1 only up to the rounding that
 // the running sums gather.
 //
-// The common 2-D and 3-D records walk all coordinates in one pass over the samples; other
-// dimension counts walk one coordinate at a time. Each coordinate's running sums are the same in
-// both orders, so the results are too.
+// 2-D records walk x and y side by side in the two lanes of one register, 3-D records all three
+// coordinates in one pass over the samples, other dimension counts one coordinate at a time. Each
+// coordinate's running sums are the same in every order, so the results are too.
+#include "core/lanes.h"
 #include "crv/crv.h"
 
 namespace {
 
-// Start value and differences of one coordinate's cubic B(t) = P0 + c t + b t^2 + a t^3.
-struct CubicWalk {
-  double value, d1, d2, d3;
-  void Step() {
-    value = value + d1;
-    d1 = d1 + d2;
-    d2 = d2 + d3;
+// A running value and its K - 1 differences: each step adds every difference to the one before
+// it, lowest first, so each sum takes the next difference as it was before the step.
+template <typename T, int K>
+struct Walk {
+  static_assert(K == 3 || K == 4, "a quadratic or a cubic");
+  T d[K];
+  void Step() {  // written out, so that the differences stay in registers
+    d[0] = d[0] + d[1];
+    d[1] = d[1] + d[2];
+    if constexpr (K == 4) d[2] = d[2] + d[3];
   }
 };
+
+// Start value and differences of one coordinate's cubic B(t) = P0 + c t + b t^2 + a t^3.
+using CubicWalk = Walk<double, 4>;
 
 CubicWalk StartCubic(const CRV_Curve& curve, int k, double t0, double h, double h2, double h3) {
   const double p0 = curve.ctpts[0][k], p1 = curve.ctpts[1][k];
@@ -35,13 +42,7 @@ CubicWalk StartCubic(const CRV_Curve& curve, int k, double t0, double h, double 
 }
 
 // Start value and differences of one coordinate's quadratic B'(t) = c + B2 t + A3 t^2.
-struct QuadraticWalk {
-  double value, d1, d2;
-  void Step() {
-    value = value + d1;
-    d1 = d1 + d2;
-  }
-};
+using QuadraticWalk = Walk<double, 3>;
 
 QuadraticWalk StartQuadratic(const CRV_Curve& curve, int k, double t0, double h, double h2) {
   const double p0 = curve.ctpts[0][k], p1 = curve.ctpts[1][k];
@@ -53,39 +54,50 @@ QuadraticWalk StartQuadratic(const CRV_Curve& curve, int k, double t0, double h,
   return {c + (t0 * a3 + b2) * t0, (b2 + t0 * (a3 + a3)) * h + a3 * h2, (a3 + a3) * h2};
 }
 
+// Walks x and y side by side over n samples.
+template <int K>
+void WalkPaired(const Walk<double, K>& x, const Walk<double, K>& y, int32_t n, double* out) {
+  Walk<crv::Lanes2, K> xy;
+  for (int j = 0; j < K; ++j) xy.d[j] = crv::Lanes2::Of(x.d[j], y.d[j]);
+  xy.d[0].Store(out);
+  for (int32_t i = 1; i < n; ++i) {
+    out += 2;
+    xy.Step();
+    xy.d[0].Store(out);
+  }
+}
+
 // Walks D coordinates together over n samples (D known at compile time).
-template <int D, typename Walk>
-void WalkTogether(Walk (&walks)[D], int32_t n, double* out) {
-  for (int k = 0; k < D; ++k) out[k] = walks[k].value;
+template <int D, int K>
+void WalkTogether(Walk<double, K> (&walks)[D], int32_t n, double* out) {
+  for (int k = 0; k < D; ++k) out[k] = walks[k].d[0];
   for (int32_t i = 1; i < n; ++i) {
     out += D;
     for (int k = 0; k < D; ++k) {
       walks[k].Step();
-      out[k] = walks[k].value;
+      out[k] = walks[k].d[0];
     }
   }
 }
 
-template <typename Walk>
-void WalkOneByOne(Walk walk, int k, int dims, int32_t n, double* out) {
-  out[k] = walk.value;
+template <int K>
+void WalkOneByOne(Walk<double, K> walk, int k, int dims, int32_t n, double* out) {
+  out[k] = walk.d[0];
   for (int32_t i = 1; i < n; ++i) {
     walk.Step();
-    out[static_cast<int64_t>(i) * dims + k] = walk.value;
+    out[static_cast<int64_t>(i) * dims + k] = walk.d[0];
   }
 }
 
 // Runs `start(k)` for every coordinate and walks the results over the n samples.
-template <typename Walk, typename Start>
+template <typename W, typename Start>
 void WalkSamples(const CRV_Curve& curve, int32_t n, double* out, Start start) {
   switch (curve.dims) {
-    case 2: {
-      Walk walks[2] = {start(0), start(1)};
-      WalkTogether<2>(walks, n, out);
+    case 2:
+      WalkPaired(start(0), start(1), n, out);
       return;
-    }
     case 3: {
-      Walk walks[3] = {start(0), start(1), start(2)};
+      W walks[3] = {start(0), start(1), start(2)};
       WalkTogether<3>(walks, n, out);
       return;
     }

@@ -18,6 +18,7 @@ struct Lanes2 {
 
   static Lanes2 Load(const double* p) { return {_mm_loadu_pd(p)}; }
   static Lanes2 Both(double a) { return {_mm_set1_pd(a)}; }
+  static Lanes2 Of(double lo, double hi) { return {_mm_set_pd(hi, lo)}; }
   void Store(double* p) const { _mm_storeu_pd(p, v); }
 };
 
@@ -33,6 +34,7 @@ struct Lanes2 {
 
   static Lanes2 Load(const double* p) { return {p[0], p[1]}; }
   static Lanes2 Both(double a) { return {a, a}; }
+  static Lanes2 Of(double lo, double hi) { return {lo, hi}; }
   void Store(double* p) const {
     p[0] = lo;
     p[1] = hi;
