@@ -8,7 +8,9 @@ Golden values are worked by hand from the Bernstein form on small curves (shown 
 import json
 import math
 import os
+import re
 import shutil
+import stat
 import subprocess
 import sys
 import xml.dom.minidom
@@ -20,8 +22,17 @@ failures = []
 
 
 def run(args, stdin=""):
-    p = subprocess.run([CRV] + args, input=stdin, capture_output=True, text=True, timeout=60)
+    """Runs the tool; a string is a shell command line in which "crv" names the tool."""
+    cmd = ["bash", "-c", args.replace("crv ", CRV + " ")] if isinstance(args, str) else [CRV] + args
+    p = subprocess.run(cmd, input=stdin, capture_output=True, text=True, timeout=60,
+                       errors="replace")
     return p.returncode, p.stdout, p.stderr
+
+
+def snapshot():
+    """Every file below WORK with its size, mode and modification time."""
+    return {os.path.join(d, f): os.lstat(os.path.join(d, f))[6:9] + (os.lstat(os.path.join(d, f)).st_mode,)
+            for d, _, files in os.walk(WORK) for f in files}
 
 
 def check(ok, what):
@@ -44,20 +55,20 @@ def good(args, stdin=""):
         return {}
 
 
-def bad(args, fragment, stdin=""):
-    """Bad input: exit 2, one line on stderr naming the subcommand and the problem, and no picture
-    (not even a temporary one) left behind."""
-    svg = os.path.join(WORK, "refused.svg")
-    with_svg = args[0] not in ("demo",) and "--svg" not in args and "--help" not in args
-    full = args + (["--svg", svg] if with_svg else [])
-    rc, out, err = run(full, stdin)
+def bad(args, fragment, stdin="", status=2):
+    """Bad input or output that cannot be written: the expected exit status, one short line on
+    stderr naming the subcommand and the problem, and no file changed (no picture, not even a
+    temporary one)."""
+    if isinstance(args, list) and "--svg" not in args and args[:1] != ["demo"]:
+        args = args + ["--svg", "refused.svg"]
+    before = snapshot()
+    rc, out, err = run(args, stdin)
     lines = err.strip().splitlines()
-    check(rc == 2, f"{args}: exit {rc}, expected 2 (stderr {err!r})")
-    check(len(lines) == 1, f"{args}: {len(lines)} lines on stderr: {err!r}")
-    check(lines and lines[0].startswith("crv "), f"{args}: message without the tool's name: {err!r}")
-    check(fragment in err, f"{args}: {fragment!r} not in {err!r}")
-    check(not os.path.exists(svg) and not os.path.exists(svg + ".tmp"),
-          f"{args}: a picture was left behind")
+    check(rc == status, f"{args}: exit {rc}, expected {status} (stderr {err[:300]!r})")
+    check(len(lines) == 1 and len(err) < 300, f"{args}: not one short line on stderr: {err[:300]!r}")
+    check(lines and re.match(r"crv( [a-z-]+)?: ", lines[0]), f"{args}: message without the tool's name: {err!r}")
+    check(fragment in err, f"{args}: {fragment!r} not in {err[:300]!r}")
+    check(snapshot() == before, f"{args}: files changed: {sorted(set(snapshot()) ^ set(before))}")
 
 
 def svg_ok(path):
@@ -75,7 +86,7 @@ BAD = [
     # The curve itself.
     (["eval", "--curve", "0,0 1,1 2,2"], "4 points", ""),
     (["eval", "--curve", "0,0 1,1 2,2 3,3 4,4"], "4 points", ""),
-    (["eval", "--curve", ""], "4 points", ""),
+    (["eval", "--curve", "  "], "4 points", ""),
     (["bounds", "--curve", "0,0 1,1,1 2,2 3,3"], "P1 has 3 coordinates", ""),
     (["split", "--curve", "0,0 a,1 2,2 3,3"], "not a number", ""),
     (["split", "--curve", "0,0 1,,1 2,2 3,3"], "not a number", ""),
@@ -128,21 +139,45 @@ BAD = [
     (["fit", "-"], "line 2", "0,0\n1,oops\n"),
     (["fit", "-"], "2 or 3 coordinates", "0,0,0,0\n1,1,1,1\n"),
     (["fit", "--bound", "0"], "positive", ""),
+    (["fit", "-"], "no samples", "\0\0\0\n"),
+    # Endless or huge input ends with a message, which never echoes more than a bit of a token.
+    (["fit", "/dev/zero"], "longer than 1000 characters", ""),
+    (["fit", "-"], "more than 100000 samples", "0,0\n" * 100001),
+    (["fit", "-"], "not a number", "0,0\n" + "1" * 900 + "x,0\n"),
+    (["eval", "--" + "x" * 100000], "not expected", ""),
+    (["bogus"], "unknown subcommand 'bogus'; the subcommands are eval, bounds", ""),
+    # Numbers outside the range where the answers hold.
+    (["length", "--curve", "0,0 1e160,0 2e160,0 3e160,1"], "[-1e100, 1e100]", ""),
+    (["fit", "-"], "[-1e100, 1e100]", "0,0\n1e308,1\n2,2\n"),
+    (["bounds", "--curve", "0,0 0,1e-9 1e-9,1e-9 1e-9,0"], "at least 1e-4", ""),
+    (["eval", "--t", "1e7"], "[-1e6, 1e6]", ""),
+    # Empty values, and options that the rest of the command line would ignore.
+    *[([sub, opt, ""], "an empty value", "") for sub, opt in (
+        ("eval", "--t"), ("ease", "--x"), ("ease", "--css"), ("drag", "--by"),
+        ("project", "--matrix"), ("flatten", "--from"), ("nearest", "--point"), ("fit", "--bound"),
+        ("plane", "--plane"), ("eval", "--svg"), ("demo", "--out"))],
+    (["fit", ""], "an empty value", ""),
+    (["length", "--bound", "0.1"], "spline only", ""),
+    (["length", "--method", "spline", "--samples", "64"], "table only", ""),
+    (["fit", "--tangents", "5"], "--one only", ""),
+    # --svg targets that are no regular file are refused; a write that fails is status 3.
+    (["bounds", "--svg", "fifo"], "'fifo' exists and is not a regular file", ""),
+    (["bounds", "--svg", "."], "not a regular file", ""),
+    (["bounds", "--svg", "no-such-dir/x.svg"], "cannot write 'no-such-dir/x.svg': No such file", "", 3),
+    # Standard output that cannot take the report.
+    ("crv eval --n 1000 --json >/dev/full", "No space left on device", "", 3),
+    ("crv eval >&-", "cannot write standard output", "", 3),
+    ("crv bounds --svg - >/dev/full", "No space left on device", "", 3),
 ]
 
 
 def bad_cases(k, m):
-    for args, fragment, stdin in BAD[k::m]:
-        bad(args, fragment, stdin)
+    os.mkfifo("fifo")
+    for case in BAD[k::m]:
+        bad(*case)
 
 
 def bad_command_line():
-    # A picture that cannot be written leaves nothing behind.
-    target = os.path.join(WORK, "no-such-dir", "x.svg")
-    rc, _, err = run(["eval", "--svg", target])
-    check(rc == 2 and "--svg" in err and len(err.strip().splitlines()) == 1,
-          f"unwritable --svg: exit {rc}, {err!r}")
-    check(not os.path.exists(target + ".tmp"), "unwritable --svg left a temporary file")
     # A gallery directory that cannot be made: refused before anything is printed.
     blocker = os.path.join(WORK, "a-file")
     open(blocker, "w").close()
@@ -153,6 +188,46 @@ def bad_command_line():
     check(rc == 2 and len(err.strip().splitlines()) == 1, f"no subcommand: exit {rc}, {err!r}")
     rc, _, err = run(["eval", "--frobnicate"])
     check(rc == 2 and err.startswith("crv eval: "), f"unknown option: exit {rc}, {err!r}")
+
+
+def svg_targets():
+    """--svg writes through a link, keeps a read-only file's mode (and, as root, its owner),
+    writes to standard output for '-' and leaves no other file behind."""
+    with open("real.svg", "w") as f:
+        f.write("old")
+    os.chmod("real.svg", 0o444)
+    os.symlink("real.svg", "link.svg")
+    root = os.geteuid() == 0
+    if root:
+        os.chown("real.svg", 12345, 12345)
+    rc, _, err = run(["bounds", "--svg", "link.svg"])
+    st = os.stat("real.svg")
+    with open("real.svg") as f:
+        check(rc == 0 and f.read().startswith("<?xml"), f"--svg through a link: {rc} {err!r}")
+    check(os.path.islink("link.svg"), "--svg replaced the link by a file")
+    check(stat.S_IMODE(st.st_mode) == 0o444, f"--svg changed the mode to {st.st_mode:o}")
+    check(not root or (st.st_uid, st.st_gid) == (12345, 12345), "--svg changed the owner")
+    check(sorted(os.listdir(WORK)) == ["link.svg", "real.svg"], f"left: {os.listdir(WORK)}")
+    rc, out, _ = run(["bounds", "--svg", "-"])
+    check(rc == 0 and out.startswith("<?xml") and out.rstrip().endswith("</svg>"),
+          f"--svg -: {rc} {out[:80]!r}")
+
+
+def limits():
+    """Results beyond what the library computes are said, not printed as numbers."""
+    # A vertical tangent: the slope is undefined, in words, as null and by the exit status.
+    rc, out, _ = run(["ease", "--curve", "0,0 0,1 1,0 1,1", "--x", "0,0.5", "--json"])
+    r = json.loads(out) if rc == 1 else {}
+    check(rc == 1 and r["samples"][0]["slope"] is None and "/samples/0/slope" in r["undefined"]
+          and r["samples"][1]["slope"] == 0, f"undefined slope: exit {rc} {out[-300:]!r}")
+    rc, out, _ = run(["ease", "--curve", "0,0 0,1 1,0 1,1", "--x", "0"])
+    check(rc == 1 and "dy/dx undefined" in out and "nan" not in out, f"undefined in text: {out!r}")
+    # A distance below what 2^20 halvings reach: the cap is reported and the picture thinned.
+    rc, out, err = run(["by-distance", "--distance", "1e-300", "--svg", "cap.svg"])
+    check(rc == 0 and "halving cap" in out and "cap was reached" in err, f"by-distance cap: {err!r}")
+    check(os.path.getsize("cap.svg") < 1_000_000, f"cap.svg has {os.path.getsize('cap.svg')} bytes")
+    rc, out, _ = run(["fit", "-", "--one"], stdin="0,0\n1,1\n")
+    check(rc == 0 and "1 curve\n" in out, f"fit --one grammar: {out!r}")
 
 
 def core_eval():
@@ -311,7 +386,7 @@ def help_subcommands(k, m):
 # sanitizers, where starting the tool alone takes a large part of a second.
 GROUPS = {
     "bad_input": lambda k, m: bad_cases(k, m),
-    "bad_command_line": lambda k, m: bad_command_line(),
+    "bad_command_line": lambda k, m: [bad_command_line, svg_targets, limits][k](),
     "core": lambda k, m: [core_eval, core_bounds_split, core_drag, core_pictures][k](),
     "capabilities": lambda k, m: [cap_ease, cap_length, cap_fit, cap_geometry, cap_pictures_a,
                                   cap_pictures_b][k](),

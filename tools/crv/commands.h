@@ -1,41 +1,27 @@
-// The subcommands. Each lives in its own file: Register* adds it to the tool, Gallery* draws its
-// picture on the subcommand's default input (for `crv demo`).
+// The subcommands: commands.json declares each with its help and options, and each one's file
+// registers the code that runs it.
 #ifndef CRV_TOOL_COMMANDS_H
 #define CRV_TOOL_COMMANDS_H
 
-#include <filesystem>
+#include <CLI/CLI.hpp>
+#include <memory>
 
-namespace CLI {
-class App;
-}
+#include "common.h"
 
 namespace crvtool {
 
-void RegisterEval(CLI::App& app);
-void RegisterBounds(CLI::App& app);
-void RegisterSplit(CLI::App& app);
-void RegisterDrag(CLI::App& app);
-void RegisterEase(CLI::App& app);
-void RegisterLength(CLI::App& app);
-void RegisterByDistance(CLI::App& app);
-void RegisterFit(CLI::App& app);
-void RegisterFlatten(CLI::App& app);
-void RegisterProject(CLI::App& app);
-void RegisterNearest(CLI::App& app);
-void RegisterPlane(CLI::App& app);
+using RunCommand = void (*)(const Args& a, Session& s);
 
-void GalleryEval(const std::filesystem::path& svg);
-void GalleryBounds(const std::filesystem::path& svg);
-void GallerySplit(const std::filesystem::path& svg);
-void GalleryDrag(const std::filesystem::path& svg);
-void GalleryEase(const std::filesystem::path& svg);
-void GalleryLength(const std::filesystem::path& svg);
-void GalleryByDistance(const std::filesystem::path& svg);
-void GalleryFit(const std::filesystem::path& svg);
-void GalleryFlatten(const std::filesystem::path& svg);
-void GalleryProject(const std::filesystem::path& svg);
-void GalleryNearest(const std::filesystem::path& svg);
-void GalleryPlane(const std::filesystem::path& svg);
+// Registers the code of subcommand `name`, as each subcommand's file does with a file-scope
+// `const Registered kRegistered("eval", Run);`.
+struct Registered {
+  Registered(const char* name, RunCommand run);
+};
+
+// The whole tool, reporting to `s`: main() parses the real command line with it, `crv demo` the
+// command line of each picture of the gallery. Throws std::logic_error when commands.json and
+// the registered code disagree.
+std::unique_ptr<CLI::App> MakeApp(Session& s);
 
 }  // namespace crvtool
 

@@ -1,16 +1,23 @@
 #include "common.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <iostream>
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <sstream>
 
 namespace crvtool {
+
+const char* const kRangeText =
+    "Numbers are finite and within [-1e100, 1e100]; distinct points of a curve or of the\n"
+    "samples differ by at least 1e-4 and by 1e-9 of their largest coordinate. Outside that the\n"
+    "library's answers do not hold, and such input is refused.";
 
 void Check(int32_t code, const char* call) {
   if (code != CRV_ErrNone)
@@ -67,21 +74,36 @@ std::vector<double> OwnedList::Doubles(int perItem) const {
   return out;
 }
 
-void RequireDrawable(const CommonOptions& o, const Curve& c) {
-  if (!o.svg.empty() && c.Dims() < 2)
-    throw InputError("--svg: a picture needs at least 2 coordinates per point");
+std::string Quote(const std::string& text) {
+  constexpr size_t kShown = 60;
+  std::string shown;
+  for (size_t i = 0; i < text.size() && i < kShown; ++i) {
+    const unsigned char c = static_cast<unsigned char>(text[i]);
+    shown += std::iscntrl(c) ? '?' : static_cast<char>(c);
+  }
+  if (text.size() > kShown) shown += "...";
+  return "'" + shown + "'";
 }
 
-double ParseNumber(const std::string& text, const std::string& what) {
+std::string Count(size_t n, const std::string& noun) {
+  return std::to_string(n) + " " + noun + (n == 1 ? "" : "s");
+}
+
+double ParseNumber(const std::string& text, const std::string& what, double lo, double hi) {
   const char* begin = text.c_str();
   char* end = nullptr;
   errno = 0;
   const double v = std::strtod(begin, &end);
-  // strtod skips leading blanks and accepts "nan" and "inf": neither is a usable coordinate.
+  // strtod skips leading blanks and accepts "nan" and "inf": neither is a usable number.
   if (text.empty() || end == begin || *end != '\0' ||
       std::isspace(static_cast<unsigned char>(text[0])))
-    throw InputError(what + ": '" + text + "' is not a number");
-  if (!std::isfinite(v)) throw InputError(what + ": '" + text + "' is not a finite number");
+    throw InputError(what + ": " + Quote(text) + " is not a number");
+  if (!std::isfinite(v)) throw InputError(what + ": " + Quote(text) + " is not a finite number");
+  if (v < lo || v > hi)
+    throw InputError(what + ": " + Quote(text) + " is outside " +
+                     (lo == -kMaxMagnitude && hi == kMaxMagnitude
+                          ? std::string("[-1e100, 1e100], the range where crv's answers hold")
+                          : "[" + Short(lo) + ", " + Short(hi) + "]"));
   return v;
 }
 
@@ -101,26 +123,45 @@ std::vector<double> ParseList(const std::string& text, const std::string& what, 
 }
 
 Curve ParseCurve(const std::string& text) {
-  std::istringstream in(text);
   std::vector<std::string> points;
-  for (std::string word; in >> word;) points.push_back(word);
+  std::istringstream in(text);
+  for (std::string word; points.size() <= 4 && in >> word;) points.push_back(word);
   if (points.size() != 4)
-    throw InputError("--curve: a cubic needs 4 points, got " + std::to_string(points.size()) +
+    throw InputError("--curve: a cubic needs 4 points, got " +
+                     (points.size() > 4 ? std::string("more") : std::to_string(points.size())) +
                      " (write \"x,y x,y x,y x,y\")");
   std::vector<double> coords;
   size_t dims = 0;
   for (size_t i = 0; i < 4; ++i) {
-    const std::string name = "--curve: P" + std::to_string(i);
-    const std::vector<double> p = ParseList(points[i], name);
+    const std::vector<double> p = ParseList(points[i], "--curve: P" + std::to_string(i));
     if (i == 0) dims = p.size();
     if (p.size() != dims)
       throw InputError("--curve: P" + std::to_string(i) + " has " + std::to_string(p.size()) +
                        " coordinates but P0 has " + std::to_string(dims));
+    if (dims > static_cast<size_t>(kMaxDims))
+      throw InputError("--curve: at most " + std::to_string(kMaxDims) + " coordinates per point");
     coords.insert(coords.end(), p.begin(), p.end());
   }
-  if (dims > static_cast<size_t>(kMaxDims))
-    throw InputError("--curve: at most " + std::to_string(kMaxDims) + " coordinates per point");
+  RequireExtent(coords, static_cast<int>(dims), "--curve");
   return Curve(static_cast<int>(dims), coords);
+}
+
+void RequireExtent(const std::vector<double>& coords, int dims, const std::string& what) {
+  double extent = 0, largest = 0;
+  const size_t n = coords.size() / dims;
+  for (int k = 0; k < dims; ++k) {
+    double lo = coords[k], hi = coords[k];
+    for (size_t i = 0; i < n; ++i) {
+      lo = std::min(lo, coords[i * dims + k]);
+      hi = std::max(hi, coords[i * dims + k]);
+    }
+    extent = std::max(extent, hi - lo);
+    largest = std::max({largest, std::fabs(lo), std::fabs(hi)});
+  }
+  if (extent > 0 && (extent < kMinExtent || extent < kMinRelativeExtent * largest))
+    throw InputError(what + ": the points span only " + Short(extent) +
+                     "; distinct points must differ by at least 1e-4 and by 1e-9 of their "
+                     "largest coordinate (" + Short(largest) + ") for crv's answers to hold");
 }
 
 long ParseCount(const std::string& text, const std::string& what, long lo, long hi) {
@@ -130,9 +171,9 @@ long ParseCount(const std::string& text, const std::string& what, long lo, long 
   const long v = std::strtol(begin, &end, 10);
   if (text.empty() || end == begin || *end != '\0' ||
       std::isspace(static_cast<unsigned char>(text[0])))
-    throw InputError(what + ": '" + text + "' is not a whole number");
+    throw InputError(what + ": " + Quote(text) + " is not a whole number");
   if (errno == ERANGE || v < lo || v > hi)
-    throw InputError(what + ": " + text + " is out of range [" + std::to_string(lo) + ", " +
+    throw InputError(what + ": " + Quote(text) + " is out of range [" + std::to_string(lo) + ", " +
                      std::to_string(hi) + "]");
   return v;
 }
@@ -146,17 +187,19 @@ void RequireDims(const Curve& c, int lo, int hi, const std::string& why) {
   }
 }
 
-std::string Num(double v) {
+namespace {
+
+std::string Format(const char* format, double v) {
+  if (!std::isfinite(v)) return "undefined";
   char buf[40];
-  std::snprintf(buf, sizeof buf, "%.10g", v == 0 ? 0.0 : v);  // no "-0"
+  std::snprintf(buf, sizeof buf, format, v == 0 ? 0.0 : v);  // no "-0"
   return buf;
 }
 
-std::string Short(double v) {
-  char buf[40];
-  std::snprintf(buf, sizeof buf, "%.4g", v == 0 ? 0.0 : v);
-  return buf;
-}
+}  // namespace
+
+std::string Num(double v) { return Format("%.10g", v); }
+std::string Short(double v) { return Format("%.4g", v); }
 
 std::string Point(const double* p, int dims) {
   std::string s = "(";
@@ -166,6 +209,12 @@ std::string Point(const double* p, int dims) {
 
 std::string Point(const std::vector<double>& p) {
   return Point(p.data(), static_cast<int>(p.size()));
+}
+
+std::string ShortPoint(const std::vector<double>& p) {
+  std::string s = "(";
+  for (size_t k = 0; k < p.size(); ++k) s += (k ? ", " : "") + Short(p[k]);
+  return s + ")";
 }
 
 std::string CurveText(const Curve& c) {
@@ -181,31 +230,72 @@ nlohmann::json CurveJson(const Curve& c) {
   return points;
 }
 
-void AddCommonOptions(CLI::App* cmd, CommonOptions& o, const char* curveHelp, bool svg) {
-  if (curveHelp)
-    cmd->add_option_function<std::string>(
-           "--curve",
-           [&o](const std::string& text) {
-             o.curve = text;
-             o.curveGiven = true;
-           },
-           curveHelp)
-        ->type_name("\"x,y x,y x,y x,y\"");
-  cmd->add_flag("--json", o.json, "Print the result as JSON");
-  if (svg)
-    cmd->add_option("--svg", o.svg, "Also draw the result into an SVG picture")->type_name("FILE");
+CLI::Option* AddArg(CLI::App* cmd, const std::string& name, Arg& arg, const std::string& help,
+                    const std::string& typeName) {
+  CLI::Option* opt = cmd->add_option_function<std::string>(
+      name,
+      [&arg, name](const std::string& text) {
+        if (text.empty()) throw InputError(name + ": an empty value");
+        arg.text = text;
+        arg.given = true;
+      },
+      help);
+  opt->type_name(typeName);
+  if (!arg.text.empty()) opt->default_str(arg.text);
+  return opt;
 }
 
-Curve CurveOrDefault(const CommonOptions& o, const Curve& fallback) {
-  return o.curveGiven ? ParseCurve(o.curve) : fallback;
+const Arg& Args::operator[](const std::string& name) const {
+  const auto it = values_.find(name);
+  if (it == values_.end()) throw std::logic_error("no option " + name + " in commands.json");
+  return it->second;
 }
 
-void Emit(const CommonOptions& o, const nlohmann::json& result, const std::string& text,
-          std::ostream& out) {
-  if (o.json)
-    out << result.dump(2) << '\n';
-  else
-    out << text;
+Curve CurveOrDefault(const Args& a, const Curve& fallback) {
+  return a["--curve"].given ? ParseCurve(a["--curve"].text) : fallback;
+}
+
+void RequireDrawable(const Args& a, const Curve& c) {
+  if (a["--svg"].given && c.Dims() < 2)
+    throw InputError("--svg: a picture needs at least 2 coordinates per point");
+}
+
+void RefuseUnless(bool applies, const Arg& arg, const std::string& name, const std::string& why) {
+  if (arg.given && !applies) throw InputError(name + ": " + why);
+}
+
+namespace {
+
+// Replaces every non-finite number of `j` by null and collects its JSON pointer.
+void NullUndefined(nlohmann::json& j, const std::string& at, std::vector<std::string>& found) {
+  if (j.is_number_float() && !std::isfinite(j.get<double>())) {
+    j = nullptr;
+    found.push_back(at.empty() ? "/" : at);
+  } else if (j.is_array()) {
+    for (size_t i = 0; i < j.size(); ++i) NullUndefined(j[i], at + "/" + std::to_string(i), found);
+  } else if (j.is_object()) {
+    for (auto& [key, value] : j.items()) NullUndefined(value, at + "/" + key, found);
+  }
+}
+
+}  // namespace
+
+void Emit(const Args& a, nlohmann::json result, const std::string& text, Session& s) {
+  std::vector<std::string> undefined;
+  NullUndefined(result, "", undefined);
+  if (!undefined.empty()) {
+    result["undefined"] = undefined;
+    s.status = kExitUndefined;
+  }
+  if (a["--svg"].text != "-") {
+    if (a["--json"].given)
+      s.out << result.dump(2) << '\n';
+    else
+      s.out << text;
+  }
+  if (!undefined.empty())
+    std::cerr << "crv: " << Count(undefined.size(), "value") << " undefined (first "
+              << undefined.front() << "); exit status " << kExitUndefined << '\n';
 }
 
 CLI::App* AddSubcommand(CLI::App& app, const std::string& name, const std::string& what,

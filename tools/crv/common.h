@@ -1,10 +1,12 @@
-// What the subcommands share: the curve given on the command line, strict number parsing, the
-// error that means "bad input", and the --json / --svg output options.
+// What the subcommands share: the curve given on the command line, strict number parsing within
+// the range where the library's answers hold, the errors and exit statuses, and the --json /
+// --svg output options.
 #ifndef CRV_TOOL_COMMON_H
 #define CRV_TOOL_COMMON_H
 
 #include <cstdint>
 #include <iosfwd>
+#include <map>
 #include <nlohmann/json_fwd.hpp>
 #include <stdexcept>
 #include <string>
@@ -14,21 +16,53 @@
 
 namespace CLI {
 class App;
-}
+class Option;
+}  // namespace CLI
 
 namespace crvtool {
 
-// Input the tool refuses. main() prints "crv SUBCOMMAND: what" on one line and exits with 2.
+// Exit statuses, listed in `crv --help`.
+constexpr int kExitUndefined = 1;  // printed, but some value is undefined ("undefined" / null)
+constexpr int kExitBadInput = 2;   // refused: bad input, or an --svg target that is no file
+constexpr int kExitWrite = 3;      // standard output or the --svg file could not be written
+
+// Input the tool refuses: main() prints "crv SUBCOMMAND: what" on one line, exits kExitBadInput.
 class InputError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-// A library call that failed; also a one-line message and exit status 2.
+// Output that could not be written: one line, exit kExitWrite.
+class WriteError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// A library call that failed; a one-line message and exit status 2.
 void Check(int32_t code, const char* call);
 
-// A cubic of any dimension count that owns its coordinates. Copies rebind the record to their
-// own storage, so Record() is always safe to hand to the library.
+// Where a subcommand's report goes and what it exits with. main() owns one; `crv demo` makes one
+// per picture with a sink for the report.
+struct Session {
+  std::ostream& out;
+  int status = 0;
+};
+
+// The numbers the tool accepts. Beyond kMaxMagnitude squared lengths and the fit's sums overflow;
+// distinct points closer than kMinExtent meet the library's absolute tolerances (the bounds treat
+// a discriminant below 1e-10 as zero: a turning point is lost once the curve spans about 1e-6),
+// and closer than kMinRelativeExtent of their largest coordinate they keep too few digits.
+constexpr double kMaxMagnitude = 1e100;
+constexpr double kMinExtent = 1e-4;
+constexpr double kMinRelativeExtent = 1e-9;
+// Longest list an option takes and most samples a count asks for.
+constexpr size_t kMaxListLength = 100000;
+constexpr int kMaxDims = 16;
+// What the help says about the range, in one place.
+extern const char* const kRangeText;
+
+// A cubic of 1 to kMaxDims coordinates that owns them. Copies rebind the record to their own
+// storage, so Record() is always safe to hand to the library.
 class Curve {
  public:
   Curve() : Curve(2) {}
@@ -48,6 +82,7 @@ class Curve {
   double& At(int point, int coord) { return coords_[point * dims_ + coord]; }
   double At(int point, int coord) const { return coords_[point * dims_ + coord]; }
   std::vector<double> Point(int i) const;
+  const std::vector<double>& Coords() const { return coords_; }
 
   CRV_CurveClass2D As2D() const;  // dims must be 2
   CRV_CurveClass3D As3D() const;  // dims must be 3
@@ -60,8 +95,6 @@ class Curve {
   CRV_Curve record_{};
 };
 
-struct CommonOptions;
-
 // A host list handle the tool owns: disposed of when it goes out of scope.
 class OwnedList {
  public:
@@ -72,53 +105,84 @@ class OwnedList {
     if (handle) SEQ_Dispose(handle, 0);
   }
   int32_t Count() const;
-  // Copies all items, `itemSize` bytes each (the list's own item size must match).
+  // Copies all items, `perItem` doubles each (the list's own item size must match).
   std::vector<double> Doubles(int perItem) const;
 
   SEQ_ListH handle = nullptr;
 };
 
-// Refuses --svg for a curve of fewer than 2 coordinates (the picture shows coordinates 0, 1).
-void RequireDrawable(const CommonOptions& o, const Curve& c);
+// A token for a message: quoted, control characters shown as '?', and cut to about 60 characters
+// so that a huge argument cannot make a huge message.
+std::string Quote(const std::string& text);
+// "1 point", "2 points".
+std::string Count(size_t n, const std::string& noun);
 
-// Strict parsing: the whole text must be the number; NaN and infinities are refused.
-double ParseNumber(const std::string& text, const std::string& what);
-// Comma-separated numbers ("1,2.5,-3"); `count` > 0 demands exactly that many.
+// Strict parsing: the whole text must be the number, within [lo, hi]; NaN and infinities are
+// refused.
+double ParseNumber(const std::string& text, const std::string& what, double lo = -kMaxMagnitude,
+                   double hi = kMaxMagnitude);
+// Comma-separated numbers ("1,2.5,-3") within ±kMaxMagnitude; `count` > 0
+// demands exactly that many.
 std::vector<double> ParseList(const std::string& text, const std::string& what, size_t count = 0);
 // Four points separated by blanks, each of comma-separated coordinates, all of one dimension
-// count between 1 and kMaxDims: "x,y x,y x,y x,y".
+// count between 1 and kMaxDims: "x,y x,y x,y x,y". Checked with RequireExtent.
 Curve ParseCurve(const std::string& text);
 // A whole count in [lo, hi].
 long ParseCount(const std::string& text, const std::string& what, long lo, long hi);
 void RequireDims(const Curve& c, int lo, int hi, const std::string& why);
+// Refuses points that are distinct but closer than the library resolves (see kMinExtent);
+// `coords` holds points of `dims` coordinates each.
+void RequireExtent(const std::vector<double>& coords, int dims, const std::string& what);
 
-constexpr int kMaxDims = 16;
-
-// Text formatting: 10 significant digits, enough to read and short enough to line up.
+// Text formatting: 10 significant digits, enough to read and short enough to line up; a
+// non-finite value prints as "undefined".
 std::string Num(double v);
-std::string Short(double v);                   // 4 significant digits, for labels in pictures
+std::string Short(double v);                   // 4 significant digits, for titles and labels
 std::string Point(const double* p, int dims);  // "(x, y)"
 std::string Point(const std::vector<double>& p);
+std::string ShortPoint(const std::vector<double>& p);
 std::string CurveText(const Curve& c);     // "P0 (x, y)  P1 ..." on one line
 nlohmann::json CurveJson(const Curve& c);  // [[x, y], [x, y], [x, y], [x, y]]
 
-// The options every subcommand has. The callback reads them once parsing is complete.
-struct CommonOptions {
-  std::string curve;
-  bool curveGiven = false;  // false: the subcommand's default curve
-  bool json = false;
-  std::string svg;  // empty: no picture
+// An option's text and whether the command line gave it (the text holds the default until then;
+// a flag has no text).
+struct Arg {
+  std::string text;
+  bool given = false;
 };
 
-// Adds --curve (when `curveHelp` is given), --json and, when `svg` is true, --svg FILE.
-void AddCommonOptions(CLI::App* cmd, CommonOptions& o, const char* curveHelp, bool svg);
+// Adds option `name` (or a positional argument when it does not start with '-') storing into
+// `arg`. An empty value is refused; a non-empty default shows in the help.
+CLI::Option* AddArg(CLI::App* cmd, const std::string& name, Arg& arg, const std::string& help,
+                    const std::string& typeName);
+
+// The options of one subcommand as commands.json declares them, by name ("--t", "file"): what
+// its code reads once parsing is complete. Every subcommand but demo has --json and --svg
+// ("-": the picture goes to standard output instead of the report), most --curve.
+class Args {
+ public:
+  // Throws std::logic_error for a name the subcommand does not declare.
+  const Arg& operator[](const std::string& name) const;
+  Arg& Slot(const std::string& name) { return values_[name]; }
+
+ private:
+  std::map<std::string, Arg> values_;
+};
+
+// Refuses --svg for a curve of fewer than 2 coordinates (the picture shows coordinates 0, 1).
+void RequireDrawable(const Args& a, const Curve& c);
 
 // The curve of --curve, or `fallback` when none was given.
-Curve CurveOrDefault(const CommonOptions& o, const Curve& fallback);
+Curve CurveOrDefault(const Args& a, const Curve& fallback);
 
-// Prints `result` as indented JSON when --json was given, else `text`.
-void Emit(const CommonOptions& o, const nlohmann::json& result, const std::string& text,
-          std::ostream& out);
+// Refuses an option that the rest of the command line makes meaningless.
+void RefuseUnless(bool applies, const Arg& arg, const std::string& name, const std::string& why);
+
+// Prints `result` as indented JSON when --json was given, else `text`; nothing when the picture
+// goes to standard output. A non-finite number in `result` is undefined: JSON shows it as null
+// and lists it under "undefined", the session exits with kExitUndefined, and a line on standard
+// error says so.
+void Emit(const Args& a, nlohmann::json result, const std::string& text, Session& s);
 
 // Adds a subcommand whose help ends with an example command line.
 CLI::App* AddSubcommand(CLI::App& app, const std::string& name, const std::string& what,

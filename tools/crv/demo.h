@@ -6,13 +6,7 @@
 #include <filesystem>
 #include <ostream>
 
-namespace CLI {
-class App;
-}
-
 namespace crvtool {
-
-void RegisterDemo(CLI::App& app);
 
 // Prints the report to `out` and writes the gallery into outDir (created if needed): crv-demo.svg,
 // one picture per subcommand and index.html. Returns the path of index.html; throws

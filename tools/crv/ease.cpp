@@ -1,51 +1,46 @@
 // `crv ease`: lookups by time on a function curve (time on coordinate 0, value on coordinate 1):
 // the value, its slope, the second-derivative quantity and the average over an interval.
-#include <CLI/CLI.hpp>
 #include <cmath>
-#include <iostream>
-#include <memory>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "commands.h"
-#include "common.h"
 #include "default_curves.h"
 #include "figure.h"
 
 namespace crvtool {
 namespace {
 
-struct Options {
-  CommonOptions common;
-  std::string css, xs, n, average;
-};
-
 // The counts of the sampled lookups are 16-bit in the library.
 constexpr long kMaxSamples = 32767;
+// Where the time runs slower than this per unit parameter the library reports a sentinel slope
+// of +-1e10 (and a second-derivative quantity divided by ~0): the tangent is vertical and both
+// are undefined, which the tool says instead of printing the sentinel.
+constexpr double kFlatTimeSpeed = 1e-12;
 
-Curve FunctionCurve(const Options& o) {
-  if (!o.css.empty()) {
-    if (o.common.curveGiven) throw InputError("give --curve or --css, not both");
-    const std::vector<double> c = ParseList(o.css, "--css", 4);
+Curve FunctionCurve(const Args& a) {
+  if (a["--css"].given) {
+    if (a["--curve"].given) throw InputError("give --curve or --css, not both");
+    const std::vector<double> c = ParseList(a["--css"].text, "--css", 4);
     // As in CSS, the handles may overshoot in value but not leave the unit interval in time.
     if (c[0] < 0 || c[0] > 1 || c[2] < 0 || c[2] > 1)
       throw InputError("--css: x1 and x2 must lie in [0, 1]");
     return Curve(2, {0, 0, c[0], c[1], c[2], c[3], 1, 1});
   }
-  const Curve curve = CurveOrDefault(o.common, Curve(DefaultEasing()));
+  const Curve curve = CurveOrDefault(a, Curve(DefaultEasing()));
   RequireDims(curve, 2, kMaxDims, "a function curve (time, value)");
   return curve;
 }
 
-void Run(const Options& o, std::ostream& out) {
-  const Curve curve = FunctionCurve(o);
+void Run(const Args& a, Session& s) {
+  const Curve curve = FunctionCurve(a);
   const CRV_Curve* c = curve.Record();
-  if (!o.xs.empty() && !o.n.empty()) throw InputError("give --x or --n, not both");
+  if (a["--x"].given && a["--n"].given) throw InputError("give --x or --n, not both");
   const double x0 = curve.At(0, 0), x3 = curve.At(3, 0);
 
   std::vector<double> xs, ys, slopes;
-  if (!o.xs.empty()) {
-    xs = ParseList(o.xs, "--x");
+  if (a["--x"].given) {
+    xs = ParseList(a["--x"].text, "--x");
     for (double x : xs) {
       double y = 0, slope = 0;
       Check(CRV_EvaluateYFromX(c, x, &y), "CRV_EvaluateYFromX");
@@ -54,7 +49,7 @@ void Run(const Options& o, std::ostream& out) {
       slopes.push_back(slope);
     }
   } else {
-    const long n = o.n.empty() ? 5 : ParseCount(o.n, "--n", 1, kMaxSamples);
+    const long n = a["--n"].given ? ParseCount(a["--n"].text, "--n", 1, kMaxSamples) : 5;
     ys.resize(n);
     slopes.resize(n);
     Check(CRV_EvaluateYFromXs(c, x0, x3, int16_t(n), ys.data()), "CRV_EvaluateYFromXs");
@@ -67,10 +62,10 @@ void Run(const Options& o, std::ostream& out) {
   }
 
   double a1 = x0, a2 = x3;
-  if (!o.average.empty()) {
-    const std::vector<double> a = ParseList(o.average, "--average", 2);
-    a1 = a[0];
-    a2 = a[1];
+  if (a["--average"].given) {
+    const std::vector<double> interval = ParseList(a["--average"].text, "--average", 2);
+    a1 = interval[0];
+    a2 = interval[1];
   }
   double average = 0;
   Check(CRV_EvaluateYAverageFromXToX(c, a1, a2, &average), "CRV_EvaluateYAverageFromXToX");
@@ -78,10 +73,13 @@ void Run(const Options& o, std::ostream& out) {
   nlohmann::json result{{"curve", CurveJson(curve)}, {"samples", nlohmann::json::array()}};
   std::ostringstream text;
   text << "curve " << CurveText(curve) << "\n";
+  std::vector<double> speed(curve.Dims());
   for (size_t i = 0; i < xs.size(); ++i) {
     double t = 0, second = 0;
     Check(CRV_TFromX(c, xs[i], &t), "CRV_TFromX");
     Check(CRV_Evaluate1dDeriv2FromX(c, xs[i], &second), "CRV_Evaluate1dDeriv2FromX");
+    Check(CRV_EvaluateDeriv(c, t, speed.data()), "CRV_EvaluateDeriv");
+    if (std::fabs(speed[0]) < kFlatTimeSpeed) slopes[i] = second = NAN;
     result["samples"].push_back(
         {{"x", xs[i]}, {"t", t}, {"y", ys[i]}, {"slope", slopes[i]}, {"second", second}});
     text << "x " << Num(xs[i]) << "  t " << Num(t) << "  y " << Num(ys[i]) << "  dy/dx "
@@ -90,11 +88,12 @@ void Run(const Options& o, std::ostream& out) {
   result["average"] = {{"x1", a1}, {"x2", a2}, {"y", average}};
   text << "average of y over the parameter between x " << Num(a1) << " and " << Num(a2) << ": "
        << Num(average) << "\n";
-  if (!o.css.empty()) text << "css cubic-bezier(" << o.css << ")\n";
-  Emit(o.common, result, text.str(), out);
+  if (a["--css"].given) text << "css cubic-bezier(" << a["--css"].text << ")\n";
+  Emit(a, result, text.str(), s);
 
-  if (o.common.svg.empty()) return;
-  Figure fig("crv ease: value by time on a function curve");
+  if (!a["--svg"].given) return;
+  Figure fig("crv ease: value by time on a function curve", Figure::Frame::kFunction);
+  fig.Axes("time x", "value y");
   fig.Subtitle("y at each x solves x(t) = x for t first; the average is over the parameter");
   fig.Input(curve, "function curve y(x)");
   std::vector<svg::Point> dots;
@@ -107,40 +106,11 @@ void Run(const Options& o, std::ostream& out) {
       fig.Polyline({{xs[i] - run, ys[i] - run * slopes[i]}, {xs[i] + run, ys[i] + run * slopes[i]}},
                    ink::kRed, i == 0 ? "slope dy/dx" : "");
   fig.Polyline({{a1, average}, {a2, average}}, ink::kOrange,
-               "average y over [" + Num(a1) + ", " + Num(a2) + "]");
-  fig.Save(o.common.svg);
+               "average y over [" + Short(a1) + ", " + Short(a2) + "]");
+  fig.Save(a["--svg"].text, s);
 }
+
+const Registered kRegistered("ease", Run);
 
 }  // namespace
-
-void RegisterEase(CLI::App& app) {
-  auto o = std::make_shared<Options>();
-  CLI::App* cmd = AddSubcommand(
-      app, "ease",
-      "Look up a function curve by time: for each time x the parameter t, the value y, the slope "
-      "dy/dx and the second-derivative quantity y''(t)/x'(t), and the average value between two "
-      "times. --css x1,y1,x2,y2 builds the easing curve (0,0) (x1,y1) (x2,y2) (1,1). Default: "
-      "the CSS 'ease' curve, sampled at 5 even times.",
-      "crv ease --css 0.42,0,0.58,1 --x 0.1,0.5,0.9 --average 0,0.5");
-  AddCommonOptions(cmd, o->common,
-                   "The function curve: 4 points of 2 or more coordinates, time then value", true);
-  cmd->add_option("--css", o->css, "An easing curve as in CSS cubic-bezier(); x1, x2 in [0, 1]")
-      ->type_name("X1,Y1,X2,Y2");
-  cmd->add_option("--x", o->xs, "Times, comma-separated")->type_name("X,...");
-  cmd->add_option("--n", o->n, "Number of even times from P0.x to P3.x, 1 to 32767")
-      ->type_name("N");
-  cmd->add_option("--average", o->average, "The interval of the average (default: P0.x to P3.x)")
-      ->type_name("X1,X2");
-  cmd->callback([o] { Run(*o, std::cout); });
-}
-
-void GalleryEase(const std::filesystem::path& svg) {
-  Options o;
-  o.common.svg = svg.string();
-  o.n = "9";
-  o.average = "0.25,0.75";
-  std::ostringstream sink;
-  Run(o, sink);
-}
-
 }  // namespace crvtool

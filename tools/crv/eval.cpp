@@ -1,72 +1,70 @@
 // `crv eval`: points and first and second derivatives at given parameters or at n even samples.
-#include <CLI/CLI.hpp>
+#include <cmath>
 #include <iostream>
-#include <memory>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "commands.h"
-#include "common.h"
 #include "default_curves.h"
 #include "figure.h"
 
 namespace crvtool {
 namespace {
 
-struct Options {
-  CommonOptions common;
-  std::string ts, n;
-};
+// Parameters far outside [0, 1] raise the coordinates' range to the third power: 1e6 keeps
+// every result finite for coordinates within the tool's range.
+constexpr double kMaxParameter = 1e6;
 
-constexpr long kMaxSamples = 100000;
-
-void Run(const Options& o, std::ostream& out) {
-  const Curve curve = CurveOrDefault(o.common, Curve(DefaultCurve2D()));
-  RequireDrawable(o.common, curve);
-  if (!o.ts.empty() && !o.n.empty()) throw InputError("give --t or --n, not both");
+void Run(const Args& a, Session& s) {
+  const Curve curve = CurveOrDefault(a, Curve(DefaultCurve2D()));
+  RequireDrawable(a, curve);
+  if (a["--t"].given && a["--n"].given) throw InputError("give --t or --n, not both");
   const int dims = curve.Dims();
 
   std::vector<double> ts;
-  std::vector<double> points, d1, d2;
-  if (!o.ts.empty()) {
-    ts = ParseList(o.ts, "--t");
-    points.resize(ts.size() * dims);
-    d1.resize(ts.size() * dims);
+  if (a["--t"].given) {
+    ts = ParseList(a["--t"].text, "--t");
+    for (double t : ts)
+      if (std::fabs(t) > kMaxParameter)
+        throw InputError("--t: " + Num(t) + " is outside [-1e6, 1e6]");
+  } else {
+    const long n = a["--n"].given ? ParseCount(a["--n"].text, "--n", 1, kMaxListLength) : 5;
+    for (long i = 0; i < n; ++i) ts.push_back(n == 1 ? 0.0 : double(i) / double(n - 1));
+  }
+  std::vector<double> points(ts.size() * dims), d1(ts.size() * dims), d2(ts.size() * dims);
+  if (a["--t"].given) {
     for (size_t i = 0; i < ts.size(); ++i) {
       Check(CRV_EvaluatePoint(curve.Record(), ts[i], &points[i * dims]), "CRV_EvaluatePoint");
       Check(CRV_EvaluateDeriv(curve.Record(), ts[i], &d1[i * dims]), "CRV_EvaluateDeriv");
     }
   } else {
     // Even samples come from the forward-differencing routines, as a host drawing a curve would.
-    const long n = o.n.empty() ? 5 : ParseCount(o.n, "--n", 1, kMaxSamples);
-    for (long i = 0; i < n; ++i) ts.push_back(n == 1 ? 0.0 : double(i) / double(n - 1));
-    points.resize(ts.size() * dims);
-    d1.resize(ts.size() * dims);
-    Check(CRV_EvaluatePoints(curve.Record(), 0, 1, int32_t(n), points.data()),
-          "CRV_EvaluatePoints");
-    Check(CRV_EvaluateDerivs(curve.Record(), 0, 1, int32_t(n), d1.data()), "CRV_EvaluateDerivs");
+    const auto n = static_cast<int32_t>(ts.size());
+    Check(CRV_EvaluatePoints(curve.Record(), 0, 1, n, points.data()), "CRV_EvaluatePoints");
+    Check(CRV_EvaluateDerivs(curve.Record(), 0, 1, n, d1.data()), "CRV_EvaluateDerivs");
   }
-  d2.resize(ts.size() * dims);
   for (size_t i = 0; i < ts.size(); ++i)
     Check(CRV_EvaluateDeriv2(curve.Record(), ts[i], &d2[i * dims]), "CRV_EvaluateDeriv2");
 
   nlohmann::json result{{"curve", CurveJson(curve)}, {"samples", nlohmann::json::array()}};
   std::ostringstream text;
   text << "curve " << CurveText(curve) << "\n";
+  auto slice = [dims](const std::vector<double>& v, size_t i) {
+    return std::vector<double>(v.begin() + i * dims, v.begin() + (i + 1) * dims);
+  };
   for (size_t i = 0; i < ts.size(); ++i) {
-    auto slice = [&](const std::vector<double>& v) {
-      return std::vector<double>(v.begin() + i * dims, v.begin() + (i + 1) * dims);
-    };
-    result["samples"].push_back(
-        {{"t", ts[i]}, {"point", slice(points)}, {"d1", slice(d1)}, {"d2", slice(d2)}});
-    text << "t " << Num(ts[i]) << "  B " << Point(slice(points)) << "  B' " << Point(slice(d1))
-         << "  B'' " << Point(slice(d2)) << "\n";
+    result["samples"].push_back({{"t", ts[i]},
+                                 {"point", slice(points, i)},
+                                 {"d1", slice(d1, i)},
+                                 {"d2", slice(d2, i)}});
+    text << "t " << Num(ts[i]) << "  B " << Point(slice(points, i)) << "  B' "
+         << Point(slice(d1, i)) << "  B'' " << Point(slice(d2, i)) << "\n";
   }
-  Emit(o.common, result, text.str(), out);
+  Emit(a, result, text.str(), s);
 
-  if (o.common.svg.empty()) return;
+  if (!a["--svg"].given) return;
   Figure fig("crv eval: points and tangents");
-  fig.Subtitle("B(t) at " + std::to_string(ts.size()) + " parameter(s); tangents drawn as B'(t)/3");
+  fig.Subtitle("B(t) at " + Count(ts.size(), "parameter") + "; tangents drawn as B'(t)/3");
   fig.Input(curve);
   std::vector<svg::Point> dots;
   for (size_t i = 0; i < ts.size(); ++i) {
@@ -80,31 +78,10 @@ void Run(const Options& o, std::ostream& out) {
   fig.Dots(dots, ink::kBlueDot, 5, "B(t)");
   if (ts.size() <= 12)
     for (size_t i = 0; i < ts.size(); ++i) fig.Note(dots[i], "t=" + Short(ts[i]), "#1f77b4");
-  fig.Save(o.common.svg);
+  fig.Save(a["--svg"].text, s);
 }
+
+const Registered kRegistered("eval", Run);
 
 }  // namespace
-
-void RegisterEval(CLI::App& app) {
-  auto o = std::make_shared<Options>();
-  CLI::App* cmd = AddSubcommand(
-      app, "eval",
-      "Evaluate the curve point B(t) and the derivatives B'(t), B''(t) at the parameters of --t, "
-      "or at --n even parameters from 0 to 1 (default 5).",
-      "crv eval --curve \"0,0 0,1 1,1 1,0\" --t 0.25,0.5");
-  AddCommonOptions(cmd, o->common, "The curve: 4 points of any dimension count", true);
-  cmd->add_option("--t", o->ts, "Parameters, comma-separated (any finite value)")
-      ->type_name("T,...");
-  cmd->add_option("--n", o->n, "Number of even samples, 1 to 100000")->type_name("N");
-  cmd->callback([o] { Run(*o, std::cout); });
-}
-
-void GalleryEval(const std::filesystem::path& svg) {
-  Options o;
-  o.common.svg = svg.string();
-  o.n = "7";
-  std::ostringstream sink;
-  Run(o, sink);
-}
-
 }  // namespace crvtool

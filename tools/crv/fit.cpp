@@ -1,9 +1,10 @@
 // `crv fit`: cubics fitted to sampled points from a CSV file, standard input or the built-in
 // samples: one curve, or a tangent-continuous chain within an error bound.
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -11,19 +12,16 @@
 #include <sstream>
 
 #include "commands.h"
-#include "common.h"
 #include "figure.h"
 
 namespace crvtool {
 namespace {
 
-struct Options {
-  CommonOptions common;
-  std::string file, bound, tangents = "3", iterations;
-  bool one = false;
-};
-
-constexpr long kMaxSamples = 1000000;
+// Limits on the input, so that an endless or binary stream ends with a message instead of
+// filling memory: a line's length, the lines read (blank and comment lines too) and the samples.
+constexpr size_t kMaxLineLength = 1000;
+constexpr long kMaxLines = 1000000;
+constexpr size_t kMaxSamples = 100000;
 
 struct Samples {
   int dims = 0;
@@ -37,19 +35,36 @@ std::string Trim(const std::string& s) {
   return s.substr(b, s.find_last_not_of(" \t\r") - b + 1);
 }
 
+// Reads one line into `line` without its newline; false at the end of the input. A line longer
+// than kMaxLineLength is refused before more of it is read.
+bool ReadLine(std::istream& in, std::string& line, const std::string& where) {
+  line.clear();
+  std::streambuf* buf = in.rdbuf();
+  for (int c = buf->sbumpc(); c != std::char_traits<char>::eof(); c = buf->sbumpc()) {
+    if (c == '\n') return true;
+    if (line.size() == kMaxLineLength)
+      throw InputError(where + ": longer than " + std::to_string(kMaxLineLength) + " characters");
+    line += static_cast<char>(c);
+  }
+  return !line.empty();
+}
+
 // One sample per line, "x,y" or "x,y,z"; blank lines and lines starting with # are skipped, and
 // so is a first line without a single number (a header such as "x,y").
 Samples ReadCsv(std::istream& in, const std::string& name) {
   Samples s;
   std::string line;
   bool header = true;  // still at the first row
-  for (long number = 1; std::getline(in, line); ++number) {
+  for (long number = 1;; ++number) {
+    const std::string where = name + " line " + std::to_string(number);
+    if (number > kMaxLines)
+      throw InputError(name + ": more than " + std::to_string(kMaxLines) + " lines");
+    if (!ReadLine(in, line, where)) break;
     line = Trim(line);
     if (line.empty() || line[0] == '#') continue;
     std::vector<std::string> fields;
     std::stringstream row(line);
     for (std::string f; std::getline(row, f, ',');) fields.push_back(Trim(f));
-    const std::string where = name + " line " + std::to_string(number);
     if (header) {
       header = false;
       bool anyNumber = false;
@@ -69,13 +84,14 @@ Samples ReadCsv(std::istream& in, const std::string& name) {
     if (fields.size() != size_t(s.dims))
       throw InputError(where + ": " + std::to_string(fields.size()) +
                        " coordinates where the first sample has " + std::to_string(s.dims));
-    for (const std::string& f : fields) s.coords.push_back(ParseNumber(f, where));
-    if (s.Count() > size_t(kMaxSamples))
+    if (s.Count() == kMaxSamples)
       throw InputError(name + ": more than " + std::to_string(kMaxSamples) + " samples");
+    for (const std::string& f : fields) s.coords.push_back(ParseNumber(f, where));
   }
   if (in.bad()) throw InputError("cannot read " + name);
   if (s.Count() == 0) throw InputError(name + ": no samples");
   if (s.Count() < 2) throw InputError(name + ": a fit needs at least 2 samples, got 1");
+  RequireExtent(s.coords, s.dims, name);
   return s;
 }
 
@@ -91,23 +107,23 @@ Samples BuiltInSamples() {
   return s;
 }
 
-Samples Load(const std::string& file) {
-  if (file.empty()) return BuiltInSamples();
-  if (file == "-") return ReadCsv(std::cin, "standard input");
-  std::ifstream in(file);
-  if (!in) throw InputError("cannot open " + file);
-  return ReadCsv(in, file);
+Samples Load(const Arg& file) {
+  if (!file.given) return BuiltInSamples();
+  if (file.text == "-") return ReadCsv(std::cin, "standard input");
+  std::ifstream in(file.text);
+  if (!in) throw InputError("cannot open " + Quote(file.text) + ": " + std::strerror(errno));
+  return ReadCsv(in, Quote(file.text));
 }
 
-void Run(const Options& o, std::ostream& out) {
-  const Samples s = Load(o.file);
+void Run(const Args& a, Session& session) {
+  RefuseUnless(a["--one"].given, a["--tangents"], "--tangents", "applies to --one only");
+  const Samples s = Load(a["file"]);
   const int dims = s.dims;
   const int32_t count = int32_t(s.Count());
-  if (!o.common.svg.empty() && dims < 2) throw InputError("--svg: needs 2-D or 3-D samples");
-
+  
   double bound = 0;
-  if (!o.bound.empty()) {
-    bound = ParseNumber(o.bound, "--bound");
+  if (a["--bound"].given) {
+    bound = ParseNumber(a["--bound"].text, "--bound");
     if (bound <= 0) throw InputError("--bound: must be positive");
   } else {
     // The squared distance of 1% of the samples' extent.
@@ -123,13 +139,13 @@ void Run(const Options& o, std::ostream& out) {
     bound = diag2 > 0 ? diag2 * 1e-4 : 1;
   }
   const long iterations =
-      o.iterations.empty() ? (o.one ? 10 : 4) : ParseCount(o.iterations, "--iterations", 0, 1000);
+      a["--iterations"].given ? ParseCount(a["--iterations"].text, "--iterations", 0, 1000) : (a["--one"].given ? 10 : 4);
 
   std::vector<Curve> curves;
   std::vector<int32_t> indices;
   double maxError = NAN;
-  if (o.one) {
-    const long tangents = ParseCount(o.tangents, "--tangents", 1, 1000);
+  if (a["--one"].given) {
+    const long tangents = ParseCount(a["--tangents"].text, "--tangents", 1, 1000);
     Curve fitted(dims);
     Check(CRV_FitOneCurveError(s.coords.data(), count, bound, int32_t(tangents), int32_t(tangents),
                                uint16_t(iterations), &maxError, fitted.Record()),
@@ -159,7 +175,7 @@ void Run(const Options& o, std::ostream& out) {
   std::ostringstream text;
   text << count << " samples of " << dims << " coordinates; bound " << Num(bound)
        << " (squared distance)\n"
-       << curves.size() << (o.one ? " curve" : " curve(s) in a chain") << "\n";
+       << curves.size() << (a["--one"].given ? " curve" : " curve(s) in a chain") << "\n";
   for (size_t j = 0; j < curves.size(); ++j) {
     result["curves"].push_back(CurveJson(curves[j]));
     text << "curve " << j + 1;
@@ -170,66 +186,35 @@ void Run(const Options& o, std::ostream& out) {
   text << "indices";
   for (int32_t i : indices) text << ' ' << i;
   text << "\n";
-  if (o.one) {
+  if (a["--one"].given) {
     result["max_error"] = std::isnan(maxError) ? nlohmann::json(nullptr) : nlohmann::json(maxError);
     text << "largest squared deviation "
          << (std::isnan(maxError) ? std::string("not measured (two samples)") : Num(maxError))
          << (maxError < bound ? " (within the bound)" : "") << "\n";
   }
-  Emit(o.common, result, text.str(), out);
+  Emit(a, result, text.str(), session);
 
-  if (o.common.svg.empty()) return;
+  if (!a["--svg"].given) return;
   Figure fig(std::string("crv fit: ") +
-             (o.one ? "one cubic" : std::to_string(curves.size()) + " cubics") + " through " +
-             std::to_string(count) + " samples");
-  fig.Subtitle("error bound " + Num(bound) + " (squared distance); joins are tangent-continuous");
+             (a["--one"].given ? "one cubic" : Count(curves.size(), "cubic")) + " through " +
+             Count(count, "sample"));
+  fig.Subtitle("error bound " + Short(bound) + " (squared distance); joins are tangent-continuous");
   std::vector<svg::Point> dots;
   for (int32_t i = 0; i < count; ++i)
     dots.push_back({s.coords[size_t(i) * dims], s.coords[size_t(i) * dims + 1]});
   for (size_t j = 0; j < curves.size(); ++j) {
-    fig.Curve(curves[j], j % 2 ? ink::kRed : ink::kBlue, j == 0 ? "fitted cubics" : "");
+    const char* label = j == 0 ? "fitted cubics 1, 3, 5, ..." : j == 1 ? "fitted cubics 2, 4, 6, ..." : "";
+    fig.Curve(curves[j], j % 2 ? ink::kRed : ink::kBlue, label);
   }
-  fig.Dots(dots, {"#52606d", "#cbd2d9", 1}, 3, "samples");
+  fig.Dots(dots, ink::kGreyDot, 3, "samples");
   std::vector<svg::Point> joins;
   for (const Curve& c : curves) joins.push_back({c.At(0, 0), c.At(0, 1)});
   joins.push_back({curves.back().At(3, 0), curves.back().At(3, 1)});
   fig.Dots(joins, ink::kGreenDot, 5, "segment ends");
-  fig.Save(o.common.svg);
+  fig.Save(a["--svg"].text, session);
 }
+
+const Registered kRegistered("fit", Run);
 
 }  // namespace
-
-void RegisterFit(CLI::App& app) {
-  auto o = std::make_shared<Options>();
-  CLI::App* cmd = AddSubcommand(
-      app, "fit",
-      "Fit cubics to sampled points: a chain of tangent-continuous cubics (or one cubic with "
-      "--one) whose interior samples lie within the error bound. Samples come from a CSV file "
-      "(x,y or x,y,z per line; '-' reads standard input), or from built-in samples when no file "
-      "is given. Prints the curves and the index list of the segment ends.",
-      "printf '0,0\\n1,2\\n2,3\\n3,2\\n4,0\\n' | crv fit - --bound 0.01");
-  AddCommonOptions(cmd, o->common, nullptr, true);
-  cmd->add_option("file", o->file, "CSV file of samples, '-' for standard input")
-      ->type_name("FILE");
-  cmd->add_option("--bound", o->bound,
-                  "Error bound, a squared distance (default: (1% of the samples' extent)^2)")
-      ->type_name("B");
-  cmd->add_flag("--one", o->one, "Fit a single cubic and report its largest squared deviation");
-  cmd->add_option("--tangents", o->tangents,
-                  "With --one: samples averaged for each end tangent, 1 to 1000")
-      ->type_name("N")
-      ->capture_default_str();
-  cmd->add_option("--iterations", o->iterations,
-                  "Newton steps per fit, 0 to 1000 (default 4 for a chain, 10 with --one)")
-      ->type_name("N");
-  cmd->callback([o] { Run(*o, std::cout); });
-}
-
-void GalleryFit(const std::filesystem::path& svg) {
-  Options o;
-  o.common.svg = svg.string();
-  std::ostringstream sink;
-  Run(o, sink);
-}
-
 }  // namespace crvtool

@@ -1,78 +1,100 @@
-// The crv command-line tool: a dispatcher only. Each subcommand lives in its own file, registers
-// itself here and does its work in its callback, which runs during parsing.
+// The crv command-line tool: the dispatcher. Each subcommand lives in its own file, registers
+// its code with MakeApp and does its work in its callback, which runs during parsing.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
+#include <cctype>
 #include <exception>
 #include <iostream>
 #include <memory>
-#include <sstream>
 #include <string>
 
 #include "commands.h"
-#include "demo.h"
+#include "output.h"
 
+namespace crvtool {
 namespace {
 
-// The list of subcommands under `crv --help` shows the first sentence of each description; the
-// subcommand's own --help shows all of it.
-class Formatter : public CLI::Formatter {
- public:
-  std::string make_subcommand(const CLI::App* sub) const override {
-    std::string what = sub->get_description();
-    const size_t stop = what.find(". ");
-    if (stop != std::string::npos) what.resize(stop + 1);
-    std::stringstream out;
-    CLI::detail::format_help(out, sub->get_display_name(true), what, column_width_);
-    return out.str();
+// One line however long or strange the message: control characters become blanks and every
+// word longer than 80 characters is cut, so an echoed argument cannot flood the terminal.
+std::string OneLine(const std::string& message) {
+  std::string out, word;
+  auto flush = [&] {
+    out += word.size() > 80 ? word.substr(0, 76) + "..." : word;
+    word.clear();
+  };
+  for (char c : message) {
+    if (std::isspace(static_cast<unsigned char>(c)) || std::iscntrl(static_cast<unsigned char>(c))) {
+      flush();
+      if (!out.empty() && out.back() != ' ') out += ' ';
+    } else {
+      word += c;
+    }
   }
-};
+  flush();
+  while (!out.empty() && out.back() == ' ') out.pop_back();
+  return out;
+}
+
+// A closed standard descriptor would be reused by the next file the tool opens, and the report
+// would land in the picture. Hold each with /dev/null opened the wrong way round, so reading
+// standard input meets an error or end and writing standard output fails as it should.
+void HoldStandardDescriptors() {
+  for (int fd = 0; fd <= 2; ++fd)
+    if (fcntl(fd, F_GETFD) < 0) {
+      const int held = open("/dev/null", fd == 0 ? O_WRONLY : O_RDONLY);
+      if (held >= 0 && held != fd) {
+        dup2(held, fd);
+        close(held);
+      }
+    }
+}
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  CLI::App app{
-      "crv: cubic Bezier curve mathematics from the command line. Every subcommand works on a\n"
-      "built-in curve unless --curve gives one, prints plain text (or JSON with --json) and\n"
-      "can draw its result (--svg FILE). Bad input exits with status 2 and a one-line message.",
-      "crv"};
-  app.set_version_flag("--version", CRV_TOOL_VERSION);
-  app.require_subcommand(1);
-  app.formatter(std::make_shared<Formatter>());
-  app.footer(
-      "Examples:\n"
-      "  crv eval --curve \"0,0 0,1 1,1 1,0\" --t 0.5\n"
-      "  crv ease --css 0.42,0,0.58,1 --x 0.25 --json\n"
-      "  crv demo --out gallery          (one picture per subcommand, and index.html)\n"
-      "Run crv SUBCOMMAND --help for the options of each.");
+}  // namespace crvtool
 
-  crvtool::RegisterEval(app);
-  crvtool::RegisterBounds(app);
-  crvtool::RegisterSplit(app);
-  crvtool::RegisterDrag(app);
-  crvtool::RegisterEase(app);
-  crvtool::RegisterLength(app);
-  crvtool::RegisterByDistance(app);
-  crvtool::RegisterFit(app);
-  crvtool::RegisterFlatten(app);
-  crvtool::RegisterProject(app);
-  crvtool::RegisterNearest(app);
-  crvtool::RegisterPlane(app);
-  crvtool::RegisterDemo(app);
+int main(int argc, char** argv) {
+  using namespace crvtool;
+  HoldStandardDescriptors();
+  TakeStandardOutput();
+  Session session{std::cout};
+  const std::unique_ptr<CLI::App> app = MakeApp(session);
 
   // Messages name the subcommand that refused, so a script's log says what went wrong where.
-  auto where = [&app] {
-    const auto parsed = app.get_subcommands();
-    return parsed.empty() ? std::string("crv: ") : "crv " + parsed.front()->get_name() + ": ";
+  auto fail = [&app](const std::string& what, int status) {
+    const auto parsed = app->get_subcommands();
+    const std::string where =
+        parsed.empty() ? std::string("crv: ") : "crv " + parsed.front()->get_name() + ": ";
+    std::cerr << OneLine(where + what) << '\n';
+    return status;
   };
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::Success& e) {  // --help or --version
-    return app.exit(e);
-  } catch (const CLI::ParseError& e) {
-    std::cerr << where() << e.what() << " (see --help)\n";
-    return 2;
-  } catch (const std::exception& e) {
-    std::cerr << where() << e.what() << '\n';
-    return 2;
+  std::string names;
+  bool known = false;
+  for (const CLI::App* sub : app->get_subcommands({})) {
+    names += (names.empty() ? "" : ", ") + sub->get_name();
+    known = known || (argc > 1 && sub->get_name() == argv[1]);
   }
-  return 0;
+  if (argc > 1 && argv[1][0] != '-' && !known)
+    return fail("unknown subcommand " + Quote(argv[1]) + "; the subcommands are " + names, kExitBadInput);
+  try {
+    app->parse(argc, argv);
+    CloseStandardOutput();
+  } catch (const CLI::Success& e) {  // --help or --version
+    const int status = app->exit(e);
+    try {
+      CloseStandardOutput();
+    } catch (const WriteError& w) {
+      return fail(w.what(), kExitWrite);
+    }
+    return status;
+  } catch (const CLI::ParseError& e) {
+    return fail(std::string(e.what()) + " (see --help)", kExitBadInput);
+  } catch (const WriteError& e) {
+    return fail(e.what(), kExitWrite);
+  } catch (const std::exception& e) {
+    return fail(e.what(), kExitBadInput);
+  }
+  return session.status;
 }

@@ -1,12 +1,9 @@
 #include "svg.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <stdexcept>
-#include <system_error>
 
 namespace crvtool::svg {
 
@@ -18,7 +15,6 @@ std::string Num(double v) {
   std::snprintf(buf, sizeof buf, "%.2f", v);
   return buf;
 }
-
 
 std::string StyleAttrs(const Style& s) {
   std::string a = " stroke=\"" + Escape(s.stroke) + "\" fill=\"" + Escape(s.fill) + "\"";
@@ -56,24 +52,40 @@ void Box::Include(Point p) {
   ymax = std::max(ymax, p.y);
 }
 
-ViewTransform::ViewTransform(const Box& world, const Box& viewport, double margin) {
-  const double ww = world.xmax - world.xmin, wh = world.ymax - world.ymin;
-  const double vw = viewport.xmax - viewport.xmin - 2 * margin;
-  const double vh = viewport.ymax - viewport.ymin - 2 * margin;
-  if (!std::isfinite(ww) || !std::isfinite(wh))
-    throw std::runtime_error("cannot fit a picture to non-finite bounds");
-  // A flat box (a straight horizontal or vertical curve) is fitted by its other side alone; a
-  // single point keeps unit scale.
-  double sx = ww > 0 ? vw / ww : INFINITY, sy = wh > 0 ? vh / wh : INFINITY;
-  scale_ = std::min(sx, sy);
-  if (!std::isfinite(scale_) || scale_ <= 0) scale_ = 1;
-  worldCentre_ = {(world.xmin + world.xmax) / 2, (world.ymin + world.ymax) / 2};
-  viewCentre_ = {(viewport.xmin + viewport.xmax) / 2, (viewport.ymin + viewport.ymax) / 2};
+bool Box::Overlaps(const Box& o) const {
+  return !empty && !o.empty && xmin < o.xmax && o.xmin < xmax && ymin < o.ymax && o.ymin < ymax;
 }
 
-Point ViewTransform::operator()(Point p) const {
-  return {viewCentre_.x + (p.x - worldCentre_.x) * scale_,
-          viewCentre_.y - (p.y - worldCentre_.y) * scale_};
+bool Box::Contains(const Box& o) const {
+  return !empty && xmin <= o.xmin && o.xmax <= xmax && ymin <= o.ymin && o.ymax <= ymax;
+}
+
+double TextWidth(const std::string& text, double size) {
+  // Advance widths of DejaVu Sans for ' ' to '~', in em, measured from rsvg-convert renderings;
+  // anything else counts as a full em.
+  static const double kAdvance[95] = {
+      0.318, 0.401, 0.460, 0.838, 0.636, 0.950, 0.780, 0.275, 0.390, 0.390, 0.500, 0.838,
+      0.318, 0.361, 0.318, 0.337, 0.636, 0.636, 0.636, 0.636, 0.636, 0.636, 0.636, 0.636,
+      0.636, 0.636, 0.337, 0.337, 0.838, 0.838, 0.838, 0.531, 1.000, 0.685, 0.686, 0.698,
+      0.770, 0.632, 0.575, 0.775, 0.752, 0.295, 0.295, 0.656, 0.557, 0.863, 0.748, 0.787,
+      0.603, 0.787, 0.695, 0.635, 0.611, 0.732, 0.685, 0.989, 0.685, 0.611, 0.685, 0.390,
+      0.337, 0.390, 0.838, 0.500, 0.500, 0.613, 0.635, 0.550, 0.635, 0.615, 0.352, 0.635,
+      0.634, 0.278, 0.278, 0.579, 0.278, 0.974, 0.634, 0.612, 0.635, 0.635, 0.411, 0.521,
+      0.392, 0.634, 0.592, 0.818, 0.592, 0.592, 0.525, 0.636, 0.337, 0.636, 0.838};
+  double em = 0;
+  for (unsigned char c : text) {
+    if ((c & 0xC0) == 0x80) continue;  // a UTF-8 continuation byte: counted with its lead byte
+    em += c >= 32 && c < 127 ? kAdvance[c - 32] : 1.0;
+  }
+  // 2% more covers what the rounding of the measured widths and the renderer's hinting add up
+  // to over a long line.
+  return em * size * 1.02;
+}
+
+Box TextBox(Point at, const std::string& text, double size, Anchor anchor) {
+  const double w = TextWidth(text, size);
+  const double x0 = anchor == Anchor::Start ? at.x : anchor == Anchor::Middle ? at.x - w / 2 : at.x - w;
+  return {x0, at.y - 0.8 * size, x0 + w, at.y + 0.25 * size, false};
 }
 
 Document::Document(double width, double height) : width_(width), height_(height) {}
@@ -108,9 +120,12 @@ void Document::Rect(Point corner, Point opposite, const Style& style) {
 void Document::Text(Point at, const std::string& text, double size, const std::string& fill,
                     Anchor anchor) {
   static const char* const kAnchors[] = {"start", "middle", "end"};
-  body_ << "  <text x=\"" << Num(at.x) << "\" y=\"" << Num(at.y) << "\" font-size=\""
-        << Num(size) << "\" fill=\"" << Escape(fill) << "\" text-anchor=\""
-        << kAnchors[static_cast<int>(anchor)] << "\">" << Escape(text) << "</text>\n";
+  // The box goes along, so that a test can check that no two labels meet.
+  const Box box = TextBox(at, text, size, anchor);
+  body_ << "  <text x=\"" << Num(at.x) << "\" y=\"" << Num(at.y) << "\" font-size=\"" << Num(size)
+        << "\" fill=\"" << Escape(fill) << "\" text-anchor=\"" << kAnchors[static_cast<int>(anchor)]
+        << "\" data-box=\"" << Num(box.xmin) << ' ' << Num(box.ymin) << ' ' << Num(box.xmax) << ' '
+        << Num(box.ymax) << "\">" << Escape(text) << "</text>\n";
 }
 
 std::string Document::Str() const {
@@ -123,29 +138,8 @@ std::string Document::Str() const {
   return out.str();
 }
 
-void Document::Save(const std::filesystem::path& path) const { WriteAtomically(path, Str()); }
+void Document::Group(const std::string& id) { body_ << "  <g id=\"" << Escape(id) << "\">\n"; }
 
-void WriteAtomically(const std::filesystem::path& path, const std::string& text) {
-  std::filesystem::path tmp = path;
-  tmp += ".tmp";
-
-  auto fail = [&tmp](const std::string& why) {
-    std::error_code ignored;
-    std::filesystem::remove(tmp, ignored);
-    throw std::runtime_error(why);
-  };
-
-  std::FILE* f = std::fopen(tmp.c_str(), "wb");
-  if (!f) fail("cannot create " + tmp.string() + ": " + std::strerror(errno));
-  const bool written = std::fwrite(text.data(), 1, text.size(), f) == text.size();
-  const int writeErr = errno;
-  // fclose flushes, so a full disk may only show there.
-  if (std::fclose(f) != 0 || !written)
-    fail("cannot write " + tmp.string() + ": " + std::strerror(written ? errno : writeErr));
-
-  std::error_code ec;
-  std::filesystem::rename(tmp, path, ec);
-  if (ec) fail("cannot rename " + tmp.string() + " to " + path.string() + ": " + ec.message());
-}
+void Document::EndGroup() { body_ << "  </g>\n"; }
 
 }  // namespace crvtool::svg
