@@ -12,11 +12,17 @@ int32_t CRV_IsCurveLinear(const double* A, const double* B, const double* u, con
 int32_t CRV_IsSubCurveLinear(double t0, double t1, const CRV_Curve* curve, double minChordSq,
                              double tol, bool* out) {
   const CRV_Curve plane = crv::XYView(*curve);
-  double u[2], v[2], a[2], b[2];
+  // A record of fewer than two coordinates leaves the missing ones 0.
+  double u[2] = {0.0, 0.0}, v[2] = {0.0, 0.0}, a[2] = {0.0, 0.0}, b[2] = {0.0, 0.0};
   crv::DerivAt(plane, t0, u);
   crv::DerivAt(plane, t1, v);
-  crv::PointAt(plane, t0, a);
-  crv::PointAt(plane, t1, b);
+  if (plane.dims == 2) {
+    crv::PointAtXY(plane, t0, a);
+    crv::PointAtXY(plane, t1, b);
+  } else if (plane.dims == 1) {  // outside the documented range: x alone
+    crv::EvaluatePointScalar(plane, t0, a);
+    crv::EvaluatePointScalar(plane, t1, b);
+  }
   *out = crv::IsStraight(a, b, u, v, minChordSq, tol);
   return CRV_ErrNone;
 }

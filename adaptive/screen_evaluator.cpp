@@ -28,7 +28,7 @@ CRV_CurveClass3D Piece(const CRV_CurveClass3D& curve, double t0, double t1) {
 bool Misses(const CRV_CurveClass2D& q, const double s[2], double toleranceSq) {
   const double u = CRV_NearestPointOnCurve(GEO_Vector2T<double>{s[0], s[1]}, q);
   double e[2];
-  crv::PointAt(*q.Curve(), u, e);
+  crv::PointAtXY(*q.Curve(), u, e);
   return (e[1] - s[1]) * (e[1] - s[1]) + (e[0] - s[0]) * (e[0] - s[0]) > toleranceSq;
 }
 

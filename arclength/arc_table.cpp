@@ -92,7 +92,7 @@ namespace {
 // only, or x, y and z, with the squares summed in the order the table's lengths are pinned to.
 double StepDistance2D(const CRV_Curve& curve, double t, double prev[2]) {
   double point[2];
-  PointAt(XYView(curve), t, point);
+  PointAtXY(curve, t, point);
   const double dx = point[0] - prev[0];
   const double dy = point[1] - prev[1];
   prev[0] = point[0];
@@ -100,8 +100,10 @@ double StepDistance2D(const CRV_Curve& curve, double t, double prev[2]) {
   return std::sqrt(dx * dx + dy * dy);
 }
 double StepDistance3D(const CRV_Curve& curve, double t, double prev[3]) {
+  CRV_Curve space = curve;
+  space.dims = 3;  // as the caller checked: the evaluation then writes exactly three coordinates
   double point[3];
-  PointAt(curve, t, point);
+  PointAt(space, t, point);
   const double dx = point[0] - prev[0];
   const double dy = point[1] - prev[1];
   const double dz = point[2] - prev[2];

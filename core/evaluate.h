@@ -12,20 +12,21 @@
 #define CRV_CORE_EVALUATE_H
 
 #include "core/evaluate_paired.h"
+#include "core/force_inline.h"
 #include "core/host_adapters/capability.h"
 #include "crv/crv.h"
 
 namespace crv {
 
 // ((P0 s + P1 (3t)) s + (P2 3) t^2) s + (P3 t) t^2: the Bernstein form, nested.
-inline double NestedCoordinate(const CRV_Curve& curve, int k, double s, double t3, double tt,
+CRV_FORCE_INLINE double NestedCoordinate(const CRV_Curve& curve, int k, double s, double t3, double tt,
                                double t) {
   return ((curve.ctpts[0][k] * s + curve.ctpts[1][k] * t3) * s + (curve.ctpts[2][k] * 3.0) * tt) *
              s +
          (curve.ctpts[3][k] * t) * tt;
 }
 
-inline void EvaluatePointScalar(const CRV_Curve& curve, double t, double* out) {
+CRV_FORCE_INLINE void EvaluatePointScalar(const CRV_Curve& curve, double t, double* out) {
   const double s = 1.0 - t;
   const double t3 = 3.0 * t;
   const double tt = t * t;
@@ -41,11 +42,27 @@ inline void EvaluatePointScalar(const CRV_Curve& curve, double t, double* out) {
 
 // out[dims] = B(t); nothing is written for dims <= 0. The paired path handles coordinates two at a
 // time, so it needs at least two.
-inline void PointAt(const CRV_Curve& curve, double t, double* out) {
+CRV_FORCE_INLINE void PointAt(const CRV_Curve& curve, double t, double* out) {
   if (curve.dims >= 2 && UsePairedPath())
     EvaluatePointPaired(curve, t, out);
   else
     EvaluatePointScalar(curve, t, out);
+}
+
+// x and y of B(t) for a record of at least two coordinates: what PointAt gives for XYView(curve),
+// for callers that keep only those two.
+CRV_FORCE_INLINE void PointAtXY(const CRV_Curve& curve, double t, double out[2]) {
+  if (UsePairedPath()) {
+    PairedXY(curve, WeightsAt(t), out);
+    return;
+  }
+  const double s = 1.0 - t;
+  const double t3 = 3.0 * t;
+  const double tt = t * t;
+  const double x = NestedCoordinate(curve, 0, s, t3, tt, t);
+  const double y = NestedCoordinate(curve, 1, s, t3, tt, t);
+  out[0] = x;
+  out[1] = y;
 }
 
 // out[k] = f(P0[k], P1[k], P2[k], P3[k]) for every coordinate k.
@@ -56,7 +73,7 @@ inline void ForEachCoordinate(const CRV_Curve& curve, double* out, PerCoordinate
 }
 
 // out[dims] = B'(t).
-inline void DerivAt(const CRV_Curve& curve, double t, double* out) {
+CRV_FORCE_INLINE void DerivAt(const CRV_Curve& curve, double t, double* out) {
   ForEachCoordinate(curve, out, [t](double p0, double p1, double p2, double p3) {
     const double a = (p3 - p0) + 3.0 * (p1 - p2);
     // 3 ((P1 - P0) + (2 ((P0 - 2 P1) + P2) + a t) t)
@@ -65,7 +82,7 @@ inline void DerivAt(const CRV_Curve& curve, double t, double* out) {
 }
 
 // out[dims] = B''(t).
-inline void Deriv2At(const CRV_Curve& curve, double t, double* out) {
+CRV_FORCE_INLINE void Deriv2At(const CRV_Curve& curve, double t, double* out) {
   ForEachCoordinate(curve, out, [t](double p0, double p1, double p2, double p3) {
     const double a = (p3 - p0) + 3.0 * (p1 - p2);
     // ((((P0 - 2 P1) + P2) + a t) 3) 2: times 3, then times 2.

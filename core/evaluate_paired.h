@@ -5,6 +5,7 @@
 #ifndef CRV_CORE_EVALUATE_PAIRED_H
 #define CRV_CORE_EVALUATE_PAIRED_H
 
+#include "core/force_inline.h"
 #include "core/lanes.h"
 #include "crv/crv.h"
 
@@ -14,7 +15,7 @@ struct BernsteinWeights {
   double w0, w1, w2, w3;
 };
 
-inline BernsteinWeights WeightsAt(double t) {
+CRV_FORCE_INLINE BernsteinWeights WeightsAt(double t) {
   const double s = 1.0 - t;
   const double ss = s * s, tt = t * t;
   return {s * ss, ss * (3.0 * t), s * (tt * 3.0), t * tt};
@@ -22,16 +23,21 @@ inline BernsteinWeights WeightsAt(double t) {
 
 // One coordinate (T = double, from P[k]) or coordinates 0 and 1 (T = Lanes2, from P[0..1]).
 template <typename T>
-inline T PairedSum(const T& p0, const T& p1, const T& p2, const T& p3, const BernsteinWeights& w) {
+CRV_FORCE_INLINE T PairedSum(const T& p0, const T& p1, const T& p2, const T& p3, const BernsteinWeights& w) {
   return (p0 * w.w0 + p1 * w.w1) + (p2 * w.w2 + p3 * w.w3);
 }
 
-inline void EvaluatePointPaired(const CRV_Curve& curve, double t, double* out) {
-  const BernsteinWeights w = WeightsAt(t);
+// x and y on the paired path.
+CRV_FORCE_INLINE void PairedXY(const CRV_Curve& curve, const BernsteinWeights& w, double out[2]) {
   const double* const* p = curve.ctpts;
-  const Lanes2 xy = PairedSum(Lanes2::Load(p[0]), Lanes2::Load(p[1]), Lanes2::Load(p[2]),
-                              Lanes2::Load(p[3]), w);
-  xy.Store(out);
+  PairedSum(Lanes2::Load(p[0]), Lanes2::Load(p[1]), Lanes2::Load(p[2]), Lanes2::Load(p[3]), w)
+      .Store(out);
+}
+
+CRV_FORCE_INLINE void EvaluatePointPaired(const CRV_Curve& curve, double t, double* out) {
+  const BernsteinWeights w = WeightsAt(t);
+  PairedXY(curve, w, out);
+  const double* const* p = curve.ctpts;
   for (int k = 2; k < curve.dims; ++k) out[k] = PairedSum(p[0][k], p[1][k], p[2][k], p[3][k], w);
 }
 

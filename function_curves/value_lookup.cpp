@@ -40,13 +40,12 @@ int32_t CRV_EvaluateXFromYPrime(const CRV_Curve* curve, const void* /*unused*/, 
   double roots[2];
   crv::SolveQuadratic(a, b, c, &rootCount, roots);
 
-  const CRV_Curve view = crv::XYView(*curve);
   *count = 0;
   for (int32_t i = 0; i < rootCount; ++i) {
     const double t = roots[i];
     if (!(t >= 0.0 && t <= 1.0)) continue;  // also skips NaN
     double point[2];
-    crv::PointAt(view, t, point);
+    crv::PointAtXY(*curve, t, point);
     xs[*count] = point[0];
     ++*count;
   }

@@ -44,6 +44,18 @@ inline size_t BlockBytes(int32_t capacity, int32_t itemSize) {
 }
 
 // Resolves a handle to its block, or returns the code for a handle that leads to no list.
+// Copies one item; src and dst may be the same item. The 16-byte items that most callers store
+// (two doubles) are copied inline rather than through a library call.
+inline void CopyItem(void* dst, const void* src, size_t size) {
+  if (size == 16) {
+    unsigned char tmp[16];
+    std::memcpy(tmp, src, 16);
+    std::memcpy(dst, tmp, 16);
+    return;
+  }
+  std::memmove(dst, src, size);
+}
+
 inline int32_t Open(SEQ_ListH list, ListHeader** out) {
   if (list == nullptr || *list == nullptr) return SEQ_ERR_NULL_LIST;
   auto h = static_cast<ListHeader*>(*list);
@@ -141,8 +153,8 @@ int32_t SEQ_SetItem(const void* item, int32_t index, SEQ_ListH list, int32_t /*r
   if ((code = Open(list, &h)) != 0) return code;
   if (item == nullptr) return SEQ_ERR_BAD_ARGUMENT;
   if (index < 0 || index >= h->count) return SEQ_ERR_BAD_INDEX;
-  // memmove: the item may be the list's own item (a locked caller copying one onto itself).
-  std::memmove(ItemAt(h, index), item, static_cast<size_t>(h->itemSize));
+  // The item may be the list's own item (a locked caller copying one onto itself).
+  CopyItem(ItemAt(h, index), item, static_cast<size_t>(h->itemSize));
   return 0;
 }
 
@@ -173,7 +185,7 @@ int32_t SEQ_Insert(const void* item, int32_t index, SEQ_ListH list) {
     src = Items(h) + offset;
     if (offset >= static_cast<size_t>(index) * size) src += size;  // it was shifted up
   }
-  std::memcpy(slot, src, size);
+  CopyItem(slot, src, size);
   ++h->count;
   return 0;
 }
@@ -186,7 +198,7 @@ int32_t SEQ_GetItem(SEQ_ListH list, int32_t index, void* out) {
   if (out == nullptr) return SEQ_ERR_BAD_ARGUMENT;
   if (index == -1) index = h->count - 1;
   if (index < 0 || index >= h->count) return SEQ_ERR_BAD_INDEX;
-  std::memmove(out, ItemAt(h, index), static_cast<size_t>(h->itemSize));
+  CopyItem(out, ItemAt(h, index), static_cast<size_t>(h->itemSize));
   return 0;
 }
 
@@ -210,7 +222,7 @@ int32_t SEQ_GetSortedItem(SEQ_ListH list, SEQ_CompareFunc compare, int32_t flags
   }
   const bool match = lo < h->count && compare(nullptr, flags, ItemAt(h, lo), key) == 0;
   *found = match ? 1 : 0;
-  if (match && out != nullptr) std::memmove(out, ItemAt(h, lo), static_cast<size_t>(h->itemSize));
+  if (match && out != nullptr) CopyItem(out, ItemAt(h, lo), static_cast<size_t>(h->itemSize));
   if (index != nullptr) *index = lo;
   return 0;
 }
