@@ -1,6 +1,12 @@
-# The installed package: headers, libcrv and the stand-in host libcrvhost, the crv tool (installed
-# from tools/), a CMake package with the imported targets crv::crv and crv::host, and pkg-config
-# files crv.pc and crvhost.pc.
+# The installed package, by component:
+#   runtime      libcrv
+#   development  the headers (include/crv/, the host interface in include/crv/host/), the CMake
+#                package (crv::crv) and crv.pc
+#   host         libcrvhost, the stand-in host, with crv::host and crvhost.pc: a real host's
+#                deployment leaves it out, and crv::crv then links no host library
+#   tool         the crv tool and its man page (from tools/)
+#   docs         the guides and the reference (from docs/)
+# The stand-in host's test controls (host_test.h) are not installed.
 include(CMakePackageConfigHelpers)
 
 set(CRV_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/crv
@@ -9,14 +15,22 @@ set(CRV_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/crv
 # The stand-in host is imported as crv::host: a plug-in links it where a real host is not at hand.
 set_target_properties(crvhost PROPERTIES EXPORT_NAME host INSTALL_RPATH "$ORIGIN")
 
-install(TARGETS crv crvhost EXPORT crvTargets
+install(TARGETS crv EXPORT crvTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(DIRECTORY include/crv include/host DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-  COMPONENT development)
+install(TARGETS crvhost EXPORT crvHostTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT host NAMELINK_COMPONENT host)
+install(DIRECTORY include/crv DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+# The host interface goes below include/crv/, where crv.hpp's "host/geo.h" finds it beside itself,
+# rather than claiming a top-level include/host/.
+install(FILES include/host/host_api.h include/host/hs.h include/host/seq.h include/host/geo.h
+              include/host/small_block.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/crv/host COMPONENT development)
 
 install(EXPORT crvTargets NAMESPACE crv:: DESTINATION ${CRV_INSTALL_CMAKEDIR}
   COMPONENT development)
+install(EXPORT crvHostTargets NAMESPACE crv:: DESTINATION ${CRV_INSTALL_CMAKEDIR}
+  COMPONENT host)
 configure_package_config_file(cmake/crvConfig.cmake.in
   ${PROJECT_BINARY_DIR}/crvConfig.cmake INSTALL_DESTINATION ${CRV_INSTALL_CMAKEDIR})
 # 0.x releases promise nothing across minor versions, hence SameMinorVersion.
@@ -44,6 +58,8 @@ foreach(dir LIBDIR INCLUDEDIR)
 endforeach()
 foreach(pc crv crvhost)
   configure_file(cmake/${pc}.pc.in ${PROJECT_BINARY_DIR}/${pc}.pc @ONLY)
-  install(FILES ${PROJECT_BINARY_DIR}/${pc}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
-    COMPONENT development)
 endforeach()
+install(FILES ${PROJECT_BINARY_DIR}/crv.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+  COMPONENT development)
+install(FILES ${PROJECT_BINARY_DIR}/crvhost.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+  COMPONENT host)

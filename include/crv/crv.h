@@ -10,6 +10,7 @@
 #define CRV_CRV_H
 
 /* One header per family of functions; a host includes only this one. */
+#include "crv/version.h"
 #include "crv/curve.h"
 #include "crv/evaluation.h"
 #include "crv/function_curves.h"

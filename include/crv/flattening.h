@@ -50,9 +50,8 @@ CRV_API int32_t CRV_IsCurveLinear(const double* A, const double* B, const double
 CRV_API int32_t CRV_IsSubCurveLinear(double t0, double t1, const CRV_Curve* curve,
                                      double minChordSq, double tol, bool* out);
 
-/* A flatness callback bounded in depth, for the flattening functions below: pass it (cast to
- * CRV_FlatnessFunc; the context pointer arrives unchanged) with a CRV_LinearityParams as context.
- * Depths compare unsigned: depth > maxDepth is straight and depth < minDepth is not, without
+/* A flatness test bounded in depth, for the flattening functions below: pass
+ * CRV_IsLinearCallback, which calls it, with a CRV_LinearityParams as context. Depths compare unsigned: depth > maxDepth is straight and depth < minDepth is not, without
  * evaluating the curve (p0 and p1 are not read); depths from minDepth to maxDepth run
  * CRV_IsSubCurveLinear with the record's minChordSq and angleTol. As the callback this forces at
  * least minDepth halvings and stops every branch at depth maxDepth + 1. Returns 0, or
@@ -60,6 +59,17 @@ CRV_API int32_t CRV_IsSubCurveLinear(double t0, double t1, const CRV_Curve* curv
 CRV_API int32_t CRV_IsLinearFunc(const CRV_LinearityParams* params, uint32_t depth, double t0,
                                  double t1, const double* p0, const double* p1,
                                  const CRV_Curve* curve, bool* out);
+
+/* CRV_IsLinearFunc as a CRV_FlatnessFunc, `context` being its CRV_LinearityParams. Casting
+ * CRV_IsLinearFunc itself to CRV_FlatnessFunc would call it through an incompatible function
+ * type, which ISO C leaves undefined; this adapter has the callback's exact type. It is inline in
+ * the header, so the library exports nothing more for it. */
+static inline int32_t CRV_IsLinearCallback(void* context, uint32_t depth, double t0, double t1,
+                                           const double* p0, const double* p1,
+                                           const CRV_Curve* curve, bool* accept) {
+  return CRV_IsLinearFunc((const CRV_LinearityParams*)context, depth, t0, t1, p0, p1, curve,
+                          accept);
+}
 
 /* Flattening of a function curve (coordinate 0 the time x, coordinate 1 the value y; further
  * coordinates are ignored) into a polyline of 16-byte items {double x; double y;} appended to the

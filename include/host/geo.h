@@ -5,19 +5,19 @@
 
 #include <stdint.h>
 
-#include "host/host_api.h"
+#include "host_api.h"
 
 /* Failure code of the point transform: a point at or behind the eye (w <= 0), or not finite. */
 #define GEO_ERR_BEHIND_EYE (-3201)
 #define GEO_ERR_BAD_ARGUMENT (-3202) /* a null transform or point array, or a negative count */
 
 /* A 4x4 transform, row-major, acting on column vectors: p' = M (x, y, z, 1). */
-typedef struct HS_API GEO_Matrix4 {
+typedef struct HS_TYPE_API GEO_Matrix4 {
   double m[4][4];
 } GEO_Matrix4;
 
 /* The plane a x + b y + c z + d = 0. */
-typedef struct HS_API GEO_PlaneEq {
+typedef struct HS_TYPE_API GEO_PlaneEq {
   double a, b, c, d;
 } GEO_PlaneEq;
 

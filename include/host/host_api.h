@@ -1,5 +1,7 @@
 /* Visibility and linkage for the host interface. The host exports these symbols to the plug-ins it
- * loads; the stand-in host (libcrvhost) marks them the same way. */
+ * loads; the stand-in host (libcrvhost) marks them the same way. The host headers include each
+ * other by their own names, so they work from include/host/ in the source tree and from
+ * include/crv/host/ where the package installs them. */
 #ifndef HOST_HOST_API_H
 #define HOST_HOST_API_H
 
@@ -7,6 +9,14 @@
 #define HS_API __attribute__((visibility("default")))
 #else
 #define HS_API
+#endif
+
+/* For a struct shared with C: a type's visibility means something to C++ only (its type
+ * information), and C compilers warn that they ignore it. */
+#ifdef __cplusplus
+#define HS_TYPE_API HS_API
+#else
+#define HS_TYPE_API
 #endif
 
 #ifdef __cplusplus

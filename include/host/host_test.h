@@ -5,7 +5,7 @@
 
 #include <stdint.h>
 
-#include "host/host_api.h"
+#include "host_api.h"
 
 HS_EXTERN_C_BEGIN
 

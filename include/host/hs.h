@@ -5,7 +5,7 @@
 
 #include <stdint.h>
 
-#include "host/host_api.h"
+#include "host_api.h"
 
 /* Host result codes. 0 is success; the library passes every other code back unchanged. None of
  * them is 2 or 4, which the library keeps for its own failures. */

@@ -4,7 +4,7 @@
 
 #include <stdint.h>
 
-#include "host/hs.h"
+#include "hs.h"
 
 /* Failure codes of the list container (never 2 or 4). */
 #define SEQ_ERR_NULL_LIST (-3101)    /* a null list handle, or a null handle variable in SEQ_New */

@@ -4,7 +4,7 @@
 
 #include <cstddef>
 
-#include "host/host_api.h"
+#include "host_api.h"
 
 namespace halvex::utility {
 

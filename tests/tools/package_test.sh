@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Installs the build into a fresh prefix and builds the examples against the installed package
-# twice: with find_package(crv) and with pkg-config; then runs both programs of each build.
+# twice: with find_package(crv) and with pkg-config; then runs both programs of each build. Also
+# installs the package without its stand-in host component, as a real host's deployment would,
+# and configures the examples against that.
 # Usage: package_test.sh BUILD_DIR SOURCE_DIR WORK_DIR C_COMPILER CXX_COMPILER [EXTRA_FLAGS]
 # EXTRA_FLAGS (e.g. the sanitizer flags of the build) go to every compile and link.
 set -euo pipefail
@@ -13,8 +15,13 @@ cmake --install "$build" --prefix "$prefix" >"$work/install.log"
 
 # The package as a host integrator meets it.
 libdir=$(dirname "$(find "$prefix" -name 'libcrv.so' -print -quit)")
-for f in include/crv/crv.h include/crv/crv.hpp include/host/seq.h include/host/geo.h bin/crv; do
+for f in include/crv/crv.h include/crv/version.h include/crv/crv.hpp include/crv/host/seq.h \
+         include/crv/host/geo.h bin/crv; do
   [ -e "$prefix/$f" ] || { echo "not installed: $f"; exit 1; }
+done
+# The host interface lives below include/crv/; the stand-in host's test controls stay private.
+for f in include/host include/crv/host/host_test.h; do
+  [ ! -e "$prefix/$f" ] || { echo "installed, but should not be: $f"; exit 1; }
 done
 for f in libcrv.so libcrvhost.so pkgconfig/crv.pc pkgconfig/crvhost.pc cmake/crv/crvConfig.cmake; do
   [ -e "$libdir/$f" ] || { echo "not installed: $libdir/$f"; exit 1; }
@@ -45,6 +52,23 @@ mkdir -p "$work/pc"
   -o "$work/pc/geometry_tour"
 LD_LIBRARY_PATH=$libdir "$work/pc/host_tour"
 LD_LIBRARY_PATH=$libdir "$work/pc/geometry_tour"
+
+echo "== version macros against the package's version"
+printf '#include <stdio.h>\n#include <crv/crv.h>\nint main(void) { printf("%%d.%%d.%%d\\n", CRV_VERSION_MAJOR, CRV_VERSION_MINOR, CRV_VERSION_PATCH); return 0; }\n' \
+  >"$work/pc/version.c"
+# shellcheck disable=SC2046
+"$cc" -std=c99 "$work/pc/version.c" $(pkg-config --cflags crv) -o "$work/pc/version"
+[ "$("$work/pc/version")" = "$(pkg-config --modversion crv)" ] ||
+  { echo "crv.h says $("$work/pc/version"), the package $(pkg-config --modversion crv)"; exit 1; }
+
+echo "== without the stand-in host"
+bare=$work/bare
+for component in runtime development; do
+  cmake --install "$build" --prefix "$bare" --component "$component" >>"$work/install.log"
+done
+[ -z "$(find "$bare" -name 'libcrvhost*' -print -quit)" ] || { echo "libcrvhost installed"; exit 1; }
+cmake -S "$source/examples" -B "$work/bare-build" -G Ninja -DCMAKE_PREFIX_PATH="$bare" \
+  -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" >"$work/bare-configure.log"
 
 rm -rf "$work"
 echo "package test: ok"
