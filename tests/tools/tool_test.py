@@ -160,6 +160,7 @@ BAD = [
     (["length", "--bound", "0.1"], "spline only", ""),
     (["length", "--method", "spline", "--samples", "64"], "table only", ""),
     (["fit", "--tangents", "5"], "--one only", ""),
+    (["bounds", "--json", "--svg", "-"], "in place of the report", ""),
     # --svg targets that are no regular file are refused; a write that fails is status 3.
     (["bounds", "--svg", "fifo"], "'fifo' exists and is not a regular file", ""),
     (["bounds", "--svg", "."], "not a regular file", ""),

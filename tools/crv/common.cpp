@@ -281,6 +281,8 @@ void NullUndefined(nlohmann::json& j, const std::string& at, std::vector<std::st
 }  // namespace
 
 void Emit(const Args& a, nlohmann::json result, const std::string& text, Session& s) {
+  if (a["--json"].given && a["--svg"].text == "-")
+    throw InputError("--json: --svg - puts the picture on standard output in place of the report");
   std::vector<std::string> undefined;
   NullUndefined(result, "", undefined);
   if (!undefined.empty()) {

@@ -13,14 +13,6 @@ namespace {
 // exhaust memory.
 constexpr long kMaxDepth = 20;
 
-// The library's depth-bounded flatness test, called with the parameter record as context. A
-// forwarding function keeps the call type-correct instead of casting the function pointer.
-int32_t IsFlat(void* context, uint32_t depth, double t0, double t1, const double* p0,
-               const double* p1, const CRV_Curve* curve, bool* accept) {
-  return CRV_IsLinearFunc(static_cast<const CRV_LinearityParams*>(context), depth, t0, t1, p0, p1,
-                          curve, accept);
-}
-
 void Run(const Args& a, Session& s) {
   const Curve curve = CurveOrDefault(a, Curve(DefaultFunctionCurve()));
   RequireDims(curve, 2, kMaxDims, "a function curve (time, value)");
@@ -46,7 +38,7 @@ void Run(const Args& a, Session& s) {
   Check(SEQ_New(0, 16, 32, 1, &list.handle), "SEQ_New");
   bool haveRange = false;
   double yMin = 0, yMax = 0;
-  Check(CRV_EvaluateAdaptively(&IsFlat, &params, a["--from"].given ? &xLow : nullptr,
+  Check(CRV_EvaluateAdaptively(CRV_IsLinearCallback, &params, a["--from"].given ? &xLow : nullptr,
                                a["--to"].given ? &xHigh : nullptr, curve.Record(), &haveRange, &yMin,
                                &yMax, &list.handle),
         "CRV_EvaluateAdaptively");
