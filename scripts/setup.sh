@@ -3,9 +3,11 @@
 # a fresh machine; does nothing when everything is there.
 set -euo pipefail
 
+# doxygen makes the reference, help2man the crv man page; the gallery test renders with
+# rsvg-convert (librsvg2-bin) and measures labels in DejaVu Sans (fonts-dejavu-core).
 packages=(cmake ninja-build g++ binutils googletest libgtest-dev libgmock-dev libbenchmark-dev
-          libcli11-dev nlohmann-json3-dev pkg-config python3 librsvg2-bin
-          clang libclang-rt-14-dev)
+          libcli11-dev nlohmann-json3-dev pkg-config python3 librsvg2-bin fonts-dejavu-core
+          doxygen help2man clang libclang-rt-14-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -51,8 +51,9 @@ CRV_API int32_t CRV_IsSubCurveLinear(double t0, double t1, const CRV_Curve* curv
                                      double minChordSq, double tol, bool* out);
 
 /* A flatness test bounded in depth, for the flattening functions below: pass
- * CRV_IsLinearCallback, which calls it, with a CRV_LinearityParams as context. Depths compare unsigned: depth > maxDepth is straight and depth < minDepth is not, without
- * evaluating the curve (p0 and p1 are not read); depths from minDepth to maxDepth run
+ * CRV_IsLinearCallback, which calls it, with a CRV_LinearityParams as context. Depths compare
+ * unsigned: depth > maxDepth is straight and depth < minDepth is not, without evaluating the
+ * curve (p0 and p1 are not read); depths from minDepth to maxDepth run
  * CRV_IsSubCurveLinear with the record's minChordSq and angleTol. As the callback this forces at
  * least minDepth halvings and stops every branch at depth maxDepth + 1. Returns 0, or
  * CRV_ErrBadRecord with *out = false when `params` is null or lacks its check word. */

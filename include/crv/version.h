@@ -7,7 +7,7 @@
 #define CRV_VERSION_MINOR 1
 #define CRV_VERSION_PATCH 0
 
-/* major * 10000 + minor * 100 + patch, for comparisons in #if. */
+/* major * 10000 + minor * 100 + patch, one number to compare in preprocessor conditions. */
 #define CRV_VERSION (CRV_VERSION_MAJOR * 10000 + CRV_VERSION_MINOR * 100 + CRV_VERSION_PATCH)
 
 #endif

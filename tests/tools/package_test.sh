@@ -3,10 +3,12 @@
 # twice: with find_package(crv) and with pkg-config; then runs both programs of each build. Also
 # installs the package without its stand-in host component, as a real host's deployment would,
 # and configures the examples against that.
-# Usage: package_test.sh BUILD_DIR SOURCE_DIR WORK_DIR C_COMPILER CXX_COMPILER [EXTRA_FLAGS]
-# EXTRA_FLAGS (e.g. the sanitizer flags of the build) go to every compile and link.
+# Usage: package_test.sh BUILD_DIR SOURCE_DIR WORK_DIR C_COMPILER CXX_COMPILER [EXTRA_FLAGS
+#        [HAVE_DOCS HAVE_MAN]]
+# EXTRA_FLAGS (e.g. the sanitizer flags of the build) go to every compile and link. HAVE_DOCS and
+# HAVE_MAN are 1 when the build made the reference and the man page, which must then install.
 set -euo pipefail
-build=$1 source=$2 work=$3 cc=$4 cxx=$5 extra=${6:-}
+build=$1 source=$2 work=$3 cc=$4 cxx=$5 extra=${6:-} have_docs=${7:-0} have_man=${8:-0}
 
 rm -rf "$work"
 mkdir -p "$work"
@@ -19,6 +21,11 @@ for f in include/crv/crv.h include/crv/version.h include/crv/crv.hpp include/crv
          include/crv/host/geo.h bin/crv; do
   [ -e "$prefix/$f" ] || { echo "not installed: $f"; exit 1; }
 done
+[ "$have_docs" = 0 ] || for f in reference/index.html host-integration.md LICENSE CHANGELOG.md; do
+  [ -e "$prefix/share/doc/crv/$f" ] || { echo "not installed: share/doc/crv/$f"; exit 1; }
+done
+[ "$have_man" = 0 ] || grep -q '^\.SS by-distance' "$prefix/share/man/man1/crv.1" ||
+  { echo "no man page with the subcommands at share/man/man1/crv.1"; exit 1; }
 # The host interface lives below include/crv/; the stand-in host's test controls stay private.
 for f in include/host include/crv/host/host_test.h; do
   [ ! -e "$prefix/$f" ] || { echo "installed, but should not be: $f"; exit 1; }
