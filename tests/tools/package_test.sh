@@ -60,6 +60,23 @@ mkdir -p "$work/pc"
 LD_LIBRARY_PATH=$libdir "$work/pc/host_tour"
 LD_LIBRARY_PATH=$libdir "$work/pc/geometry_tour"
 
+echo "== the README's snippets, and its run path for pkg-config builds"
+# Each C and C++ block of the README's tour, as the body of a main.
+snippet() {
+  awk -v lang="$1" '$0 == "```" lang {on = 1; next} on && /^```/ {exit} on' "$source/README.md"
+}
+{ echo '#include <crv/crv.h>'; echo 'int main(void) {'; snippet c; echo 'return 0; }'; } \
+  >"$work/pc/readme.c"
+{ echo '#include <crv/crv.hpp>'; echo 'int main() {'; snippet cpp; echo '}'; } >"$work/pc/readme.cpp"
+# shellcheck disable=SC2046,SC2086
+"$cc" -std=c99 $extra "$work/pc/readme.c" $(pkg-config --cflags --libs crv) \
+  -Wl,-rpath,"$(pkg-config --variable=libdir crv)" -o "$work/pc/readme_c"
+# shellcheck disable=SC2046,SC2086
+"$cxx" -std=c++17 $extra "$work/pc/readme.cpp" $(pkg-config --cflags --libs crv) \
+  -Wl,-rpath,"$(pkg-config --variable=libdir crv)" -o "$work/pc/readme_cpp"
+"$work/pc/readme_c"
+"$work/pc/readme_cpp"
+
 echo "== version macros against the package's version"
 printf '#include <stdio.h>\n#include <crv/crv.h>\nint main(void) { printf("%%d.%%d.%%d\\n", CRV_VERSION_MAJOR, CRV_VERSION_MINOR, CRV_VERSION_PATCH); return 0; }\n' \
   >"$work/pc/version.c"
