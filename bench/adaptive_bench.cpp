@@ -78,6 +78,62 @@ void BM_EvaluateAdaptivelyIsLinearFunc(benchmark::State& state) {
 }
 BENCHMARK(BM_EvaluateAdaptivelyIsLinearFunc);
 
+// A user's flatness callback with a guaranteed bound: the piece's control polygon (cut out of the
+// curve by two de Casteljau splits) has both inner points within `tol` of its chord segment, and
+// the curve lies in that hull. The driver's own cost is what differs between library versions.
+int32_t HullFlat(void* context, uint32_t depth, double t0, double t1, const double*,
+                 const double*, const CRV_Curve* curve, bool* accept) {
+  if (depth > 30) {
+    *accept = true;
+    return 0;
+  }
+  double p[4][2];
+  for (int i = 0; i < 4; ++i) p[i][0] = curve->ctpts[i][0], p[i][1] = curve->ctpts[i][1];
+  auto cut = [&p](double t, bool keepRight) {
+    for (int k = 0; k < 2; ++k) {
+      const double q0 = p[0][k] + (p[1][k] - p[0][k]) * t, q1 = p[1][k] + (p[2][k] - p[1][k]) * t;
+      const double q2 = p[2][k] + (p[3][k] - p[2][k]) * t;
+      const double r0 = q0 + (q1 - q0) * t, r1 = q1 + (q2 - q1) * t, m = r0 + (r1 - r0) * t;
+      if (keepRight) p[0][k] = m, p[1][k] = r1, p[2][k] = q2;
+      else p[1][k] = q0, p[2][k] = r0, p[3][k] = m;
+    }
+  };
+  cut(t0, true);
+  if (t0 < 1.0) cut((t1 - t0) / (1.0 - t0), false);
+  const double dx = p[3][0] - p[0][0], dy = p[3][1] - p[0][1], chordSq = dx * dx + dy * dy;
+  const double tolSq = *static_cast<const double*>(context);
+  bool flat = true;
+  for (int i = 1; i <= 2 && flat; ++i) {
+    const double wx = p[i][0] - p[0][0], wy = p[i][1] - p[0][1];
+    double u = chordSq > 0.0 ? (wx * dx + wy * dy) / chordSq : 0.0;
+    u = u < 0.0 ? 0.0 : (u > 1.0 ? 1.0 : u);
+    const double ex = wx - u * dx, ey = wy - u * dy;
+    flat = ex * ex + ey * ey <= tolSq;
+  }
+  *accept = flat;
+  return 0;
+}
+
+// Random cubics in [0, 1000] flattened to 0.25 units with HullFlat, into a reused list, with no
+// clipping and no range: the flattening row of the comparison with other libraries.
+void BM_EvaluateAdaptivelyHull(benchmark::State& state) {
+  constexpr int kCount = 256;
+  const std::vector<CRV_CurveClass2D> curves = RandomCurves2D(kCount, 0.0, 1000.0, 44);
+  double tolSq = 0.25 * 0.25;
+  SEQ_ListH list = nullptr;
+  SEQ_New(0, 16, 64, 1, &list);
+  int i = 0;
+  for (auto _ : state) {
+    SEQ_SetNumItems(0, list, 0);
+    benchmark::DoNotOptimize(CRV_EvaluateAdaptively(HullFlat, &tolSq, nullptr, nullptr,
+                                                    curves[i].Curve(), nullptr, nullptr, nullptr,
+                                                    &list));
+    i = (i + 1) & (kCount - 1);
+  }
+  SEQ_Dispose(list, 0);
+}
+BENCHMARK(BM_EvaluateAdaptivelyHull);
+
 // 3-D curves in a box 1.5 to 4 units in front of a pinhole camera (focal length 800 px, 1280 x 720
 // screen), close enough for strong perspective, projected at a tolerance of 0.5 px.
 void BM_3DScreenCurveAdaptiveEvaluator(benchmark::State& state) {

@@ -37,7 +37,8 @@ CRV_FORCE_INLINE void EvaluatePointScalar(const CRV_Curve& curve, double t, doub
     out[1] = y;
     return;
   }
-  for (int k = 0; k < curve.dims; ++k) out[k] = NestedCoordinate(curve, k, s, t3, tt, t);
+  const int dims = curve.dims;  // read once: the compiler cannot rule out that out aliases it
+  for (int k = 0; k < dims; ++k) out[k] = NestedCoordinate(curve, k, s, t3, tt, t);
 }
 
 // out[dims] = B(t); nothing is written for dims <= 0. The paired path handles coordinates two at a
@@ -68,7 +69,8 @@ CRV_FORCE_INLINE void PointAtXY(const CRV_Curve& curve, double t, double out[2])
 // out[k] = f(P0[k], P1[k], P2[k], P3[k]) for every coordinate k.
 template <typename PerCoordinate>
 inline void ForEachCoordinate(const CRV_Curve& curve, double* out, PerCoordinate f) {
-  for (int k = 0; k < curve.dims; ++k)
+  const int dims = curve.dims;
+  for (int k = 0; k < dims; ++k)
     out[k] = f(curve.ctpts[0][k], curve.ctpts[1][k], curve.ctpts[2][k], curve.ctpts[3][k]);
 }
 

@@ -35,10 +35,12 @@ CRV_FORCE_INLINE void PairedXY(const CRV_Curve& curve, const BernsteinWeights& w
 }
 
 CRV_FORCE_INLINE void EvaluatePointPaired(const CRV_Curve& curve, double t, double* out) {
+  // Read before anything is stored: out may not alias the record, but the compiler cannot know.
+  const int dims = curve.dims;
   const BernsteinWeights w = WeightsAt(t);
   PairedXY(curve, w, out);
   const double* const* p = curve.ctpts;
-  for (int k = 2; k < curve.dims; ++k) out[k] = PairedSum(p[0][k], p[1][k], p[2][k], p[3][k], w);
+  for (int k = 2; k < dims; ++k) out[k] = PairedSum(p[0][k], p[1][k], p[2][k], p[3][k], w);
 }
 
 }  // namespace crv

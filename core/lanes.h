@@ -5,6 +5,8 @@
 #ifndef CRV_CORE_LANES_H
 #define CRV_CORE_LANES_H
 
+#include <cmath>
+
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
@@ -22,10 +24,30 @@ struct Lanes2 {
   void Store(double* p) const { _mm_storeu_pd(p, v); }
 };
 
+// Lane masks: all ones where a comparison holds (false for a NaN, as in scalar code).
+struct Mask2 {
+  __m128d m;
+  bool Any() const { return _mm_movemask_pd(m) != 0; }
+};
+
 inline Lanes2 operator+(Lanes2 a, Lanes2 b) { return {_mm_add_pd(a.v, b.v)}; }
 inline Lanes2 operator-(Lanes2 a, Lanes2 b) { return {_mm_sub_pd(a.v, b.v)}; }
+inline Lanes2 operator-(Lanes2 a) { return {_mm_xor_pd(a.v, _mm_set1_pd(-0.0))}; }
 inline Lanes2 operator*(Lanes2 a, Lanes2 b) { return {_mm_mul_pd(a.v, b.v)}; }
 inline Lanes2 operator*(Lanes2 a, double b) { return {_mm_mul_pd(a.v, _mm_set1_pd(b))}; }
+inline Lanes2 operator/(Lanes2 a, Lanes2 b) { return {_mm_div_pd(a.v, b.v)}; }
+inline Lanes2 Sqrt(Lanes2 a) { return {_mm_sqrt_pd(a.v)}; }
+inline Lanes2 Abs(Lanes2 a) { return {_mm_andnot_pd(_mm_set1_pd(-0.0), a.v)}; }
+inline Mask2 operator<(Lanes2 a, Lanes2 b) { return {_mm_cmplt_pd(a.v, b.v)}; }
+inline Mask2 operator>(Lanes2 a, Lanes2 b) { return {_mm_cmpgt_pd(a.v, b.v)}; }
+inline Mask2 operator<=(Lanes2 a, Lanes2 b) { return {_mm_cmple_pd(a.v, b.v)}; }
+inline Mask2 operator>=(Lanes2 a, Lanes2 b) { return {_mm_cmpge_pd(a.v, b.v)}; }
+inline Mask2 operator&(Mask2 a, Mask2 b) { return {_mm_and_pd(a.m, b.m)}; }
+inline Mask2 operator|(Mask2 a, Mask2 b) { return {_mm_or_pd(a.m, b.m)}; }
+// Per lane: a where the mask holds, else b.
+inline Lanes2 Select(Mask2 mask, Lanes2 a, Lanes2 b) {
+  return {_mm_or_pd(_mm_and_pd(mask.m, a.v), _mm_andnot_pd(mask.m, b.v))};
+}
 
 #else
 
@@ -41,10 +63,28 @@ struct Lanes2 {
   }
 };
 
+struct Mask2 {
+  bool lo, hi;
+  bool Any() const { return lo || hi; }
+};
+
 inline Lanes2 operator+(Lanes2 a, Lanes2 b) { return {a.lo + b.lo, a.hi + b.hi}; }
 inline Lanes2 operator-(Lanes2 a, Lanes2 b) { return {a.lo - b.lo, a.hi - b.hi}; }
+inline Lanes2 operator-(Lanes2 a) { return {-a.lo, -a.hi}; }
 inline Lanes2 operator*(Lanes2 a, Lanes2 b) { return {a.lo * b.lo, a.hi * b.hi}; }
 inline Lanes2 operator*(Lanes2 a, double b) { return {a.lo * b, a.hi * b}; }
+inline Lanes2 operator/(Lanes2 a, Lanes2 b) { return {a.lo / b.lo, a.hi / b.hi}; }
+inline Lanes2 Sqrt(Lanes2 a) { return {std::sqrt(a.lo), std::sqrt(a.hi)}; }
+inline Lanes2 Abs(Lanes2 a) { return {std::fabs(a.lo), std::fabs(a.hi)}; }
+inline Mask2 operator<(Lanes2 a, Lanes2 b) { return {a.lo < b.lo, a.hi < b.hi}; }
+inline Mask2 operator>(Lanes2 a, Lanes2 b) { return {a.lo > b.lo, a.hi > b.hi}; }
+inline Mask2 operator<=(Lanes2 a, Lanes2 b) { return {a.lo <= b.lo, a.hi <= b.hi}; }
+inline Mask2 operator>=(Lanes2 a, Lanes2 b) { return {a.lo >= b.lo, a.hi >= b.hi}; }
+inline Mask2 operator&(Mask2 a, Mask2 b) { return {a.lo && b.lo, a.hi && b.hi}; }
+inline Mask2 operator|(Mask2 a, Mask2 b) { return {a.lo || b.lo, a.hi || b.hi}; }
+inline Lanes2 Select(Mask2 mask, Lanes2 a, Lanes2 b) {
+  return {mask.lo ? a.lo : b.lo, mask.hi ? a.hi : b.hi};
+}
 
 #endif
 

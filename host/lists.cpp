@@ -211,14 +211,14 @@ int32_t SEQ_GetSortedItem(SEQ_ListH list, SEQ_CompareFunc compare, int32_t flags
   if (compare == nullptr || key == nullptr || found == nullptr) return SEQ_ERR_BAD_ARGUMENT;
   // Lower bound: the first item not less than the key. It is the match if it compares equal,
   // and otherwise the first item greater than the key.
+  // The halving is written as selects rather than branches: which half a probe keeps is a coin
+  // toss to the branch predictor, and each wrong guess cost more than the probe.
   int32_t lo = 0, hi = h->count;
   while (lo < hi) {
-    int32_t mid = lo + (hi - lo) / 2;
-    if (compare(nullptr, flags, ItemAt(h, mid), key) < 0) {
-      lo = mid + 1;
-    } else {
-      hi = mid;
-    }
+    const int32_t mid = lo + (hi - lo) / 2;
+    const bool below = compare(nullptr, flags, ItemAt(h, mid), key) < 0;
+    lo = below ? mid + 1 : lo;
+    hi = below ? hi : mid;
   }
   const bool match = lo < h->count && compare(nullptr, flags, ItemAt(h, lo), key) == 0;
   *found = match ? 1 : 0;

@@ -7,6 +7,7 @@
 #include "core/quadratic.h"
 #include "crv/crv.h"
 #include "support/curves.h"
+#include "support/near.h"
 
 namespace {
 
@@ -153,6 +154,29 @@ TEST(EvaluateBounds, ContainDenseSamplesAndAreAttained) {
       EXPECT_NEAR(RefineExtreme(*c.get(), k, argmin * h, h, -1.0), lo[k], 1e-9);
       EXPECT_NEAR(RefineExtreme(*c.get(), k, argmax * h, h, +1.0), hi[k], 1e-9);
     }
+  }
+}
+
+// 2-D curves take a two-lane path and others a per-coordinate one: x and y of a curve must bound
+// the same, bit for bit, with or without a third coordinate, on random and on near-degenerate
+// coefficients (repeated control values make the leading coefficient or discriminant tiny).
+TEST(EvaluateBounds, TwoDimensionsAgreeWithThePerCoordinatePath) {
+  crvtest::Random random(22);
+  const double grid[] = {0.0, 1.0, 2.0, 3.0, -1.0};
+  for (int trial = 0; trial < 4000; ++trial) {
+    double v[4][2];
+    for (auto& point : v)
+      for (double& x : point)
+        x = trial % 2 ? random.Uniform(-1e3, 1e3) : grid[random.Int(0, 4)];
+    const OwnedCurve flat({v[0][0], v[0][1]}, {v[1][0], v[1][1]}, {v[2][0], v[2][1]},
+                          {v[3][0], v[3][1]});
+    const OwnedCurve space({v[0][0], v[0][1], 0.0}, {v[1][0], v[1][1], 0.0},
+                           {v[2][0], v[2][1], 0.0}, {v[3][0], v[3][1], 0.0});
+    double lo2[2], hi2[2], lo3[3], hi3[3];
+    CRV_EvaluateBounds(flat.get(), lo2, hi2);
+    CRV_EvaluateBounds(space.get(), lo3, hi3);
+    EXPECT_BITS_EQ(lo2, lo3, 2);
+    EXPECT_BITS_EQ(hi2, hi3, 2);
   }
 }
 
