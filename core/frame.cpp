@@ -1,5 +1,5 @@
 // Lifecycle and reserved entry points.
-#include "core/host_adapters/handle_names.h"
+#include "core/host_adapters/handles.h"
 #include "crv/crv.h"
 #include "host/hs.h"
 

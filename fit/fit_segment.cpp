@@ -6,7 +6,7 @@
 #include <cstddef>
 
 #include "core/evaluate.h"
-#include "core/host_adapters/handle_names.h"
+#include "core/host_adapters/handles.h"
 #include "core/host_adapters/host_lists.h"
 #include "fit/fit_engine.h"
 #include "host/hs.h"
@@ -55,26 +55,6 @@ struct LeastSquaresRow {
   double a1[3];
 };
 static_assert(sizeof(LeastSquaresRow) == 48, "rows are two vectors of three doubles");
-
-// The host handle that holds the rows of a long segment, freed on every path.
-class RowsHandle {
- public:
-  RowsHandle() = default;
-  RowsHandle(const RowsHandle&) = delete;
-  RowsHandle& operator=(const RowsHandle&) = delete;
-  ~RowsHandle() {
-    if (handle_ != nullptr) HS_FreeHandle(handle_);
-  }
-  // The rows' block, or null when the host has no memory left.
-  LeastSquaresRow* Allocate(int32_t count) {
-    handle_ = HS_AllocateHandle(CRV_TAG_PARAM_VALUES, HandleName(kMessageParamValuesHandle),
-                                static_cast<uint64_t>(count) * sizeof(LeastSquaresRow));
-    return handle_ != nullptr ? static_cast<LeastSquaresRow*>(*handle_) : nullptr;
-  }
-
- private:
-  HS_Handle handle_ = nullptr;
-};
 
 // The sums of the 2x2 normal equations [c00 c01; c01 c11] (alphaStart, alphaEnd) = (x0, x1).
 struct NormalEquations {
@@ -202,10 +182,13 @@ int32_t FitEngine<D>::SolveInnerControlPoints(int32_t first, int32_t last, const
   LeastSquaresRow localRows[kLocalRows];
   LeastSquaresRow* rows = localRows;
   // Up to kLocalRows samples the rows stay on the stack; a longer segment borrows a handle.
-  RowsHandle borrowed;
+  TemporaryHandle borrowed;
   if (count > kLocalRows) {
-    rows = borrowed.Allocate(count);
-    if (rows == nullptr) return CRV_ErrOutOfMemory;
+    borrowed.reset(HS_AllocateHandle(CRV_TAG_PARAM_VALUES,
+                                     HandleName(kMessageParamValuesHandle),
+                                     static_cast<uint64_t>(count) * sizeof(LeastSquaresRow)));
+    if (borrowed == nullptr) return CRV_ErrOutOfMemory;
+    rows = static_cast<LeastSquaresRow*>(*borrowed.get());
   }
   const NormalEquations n =
       AccumulateNormalEquations<D>(Sample(first), count, u, startTangent, endTangent, rows);
