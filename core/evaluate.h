@@ -50,10 +50,12 @@ CRV_FORCE_INLINE void PointAt(const CRV_Curve& curve, double t, double* out) {
     EvaluatePointScalar(curve, t, out);
 }
 
-// x and y of B(t) for a record of at least two coordinates: what PointAt gives for XYView(curve),
-// for callers that keep only those two.
-CRV_FORCE_INLINE void PointAtXY(const CRV_Curve& curve, double t, double out[2]) {
-  if (UsePairedPath()) {
+// x and y of B(t) for a record of at least two coordinates on the given path: what PointAt gives
+// for XYView(curve) when UsePairedPath() is `paired`. Loops over many parameters of one call read
+// the capability word once and pass it here.
+CRV_FORCE_INLINE void PointAtXYOnPath(const CRV_Curve& curve, double t, bool paired,
+                                      double out[2]) {
+  if (paired) {
     PairedXY(curve, WeightsAt(t), out);
     return;
   }
@@ -64,6 +66,11 @@ CRV_FORCE_INLINE void PointAtXY(const CRV_Curve& curve, double t, double out[2])
   const double y = NestedCoordinate(curve, 1, s, t3, tt, t);
   out[0] = x;
   out[1] = y;
+}
+
+// x and y of B(t) for a record of at least two coordinates, for callers that keep only those.
+CRV_FORCE_INLINE void PointAtXY(const CRV_Curve& curve, double t, double out[2]) {
+  PointAtXYOnPath(curve, t, UsePairedPath(), out);
 }
 
 // out[k] = f(P0[k], P1[k], P2[k], P3[k]) for every coordinate k.

@@ -111,6 +111,9 @@ class FitEngine {
     return request_.samples + static_cast<ptrdiff_t>(i) * D;
   }
 
+  // The working curve's point at t on the path the capability word selected for this call.
+  void EvaluatePoint(double t, bool paired, double* out) const;
+
   // Fits first..last (last > first) between the given unit (or zero) tangents, both pointing
   // from their end into the run, splitting (when allowed) until every segment is accepted.
   //  - Two samples are joined with handles a third of the chord long, untested; nothing is

@@ -224,14 +224,26 @@ void FitEngine<D>::PlaceHandles(int32_t first, int32_t last, double alphaStart, 
 }
 
 template <int D>
+CRV_FORCE_INLINE void FitEngine<D>::EvaluatePoint(double t, bool paired, double* out) const {
+  if constexpr (D == 2) {
+    PointAtXYOnPath(curve_.record, t, paired, out);
+  } else if (paired) {
+    EvaluatePointPaired(curve_.record, t, out);
+  } else {
+    EvaluatePointScalar(curve_.record, t, out);
+  }
+}
+
+template <int D>
 typename FitEngine<D>::Deviation FitEngine<D>::MaxError(int32_t first, int32_t last,
                                                         const double* u) const {
   // The midpoint, in 64 bits so that indices near the top of the int32 range cannot overflow.
   Deviation deviation{0.0, static_cast<int32_t>((static_cast<int64_t>(first) + last + 1) / 2)};
   double points[kEvaluationBlock][3];
+  const bool paired = UsePairedPath();  // one path for every sample of the call
   for (int32_t begin = first + 1; begin < last; begin += kEvaluationBlock) {
     const int32_t count = BlockSize(begin, last - 1);
-    for (int32_t j = 0; j < count; ++j) PointAt(curve_.record, u[begin + j - first], points[j]);
+    for (int32_t j = 0; j < count; ++j) EvaluatePoint(u[begin + j - first], paired, points[j]);
     for (int32_t j = 0; j < count; ++j) {
       double diff[3];
       Difference<D>(points[j], Sample(begin + j), diff);
@@ -252,8 +264,9 @@ void FitEngine<D>::NewtonReparameterize(int32_t first, int32_t last, const doubl
   for (int32_t begin = first; begin <= last; begin += kEvaluationBlock) {
     const int32_t count = BlockSize(begin, last);
     const double* t = u + (begin - first);
+    const bool paired = UsePairedPath();
     for (int32_t j = 0; j < count; ++j) {
-      PointAt(curve_.record, t[j], q[j]);
+      EvaluatePoint(t[j], paired, q[j]);
       DerivAt(curve_.record, t[j], q1[j]);
       Deriv2At(curve_.record, t[j], q2[j]);
     }
