@@ -43,7 +43,6 @@ inline size_t BlockBytes(int32_t capacity, int32_t itemSize) {
   return SEQ_BLOCK_ITEMS_OFFSET + static_cast<size_t>(capacity) * static_cast<size_t>(itemSize);
 }
 
-// Resolves a handle to its block, or returns the code for a handle that leads to no list.
 // Copies one item; src and dst may be the same item. The 16-byte items that most callers store
 // (two doubles) are copied inline rather than through a library call.
 inline void CopyItem(void* dst, const void* src, size_t size) {
@@ -56,6 +55,7 @@ inline void CopyItem(void* dst, const void* src, size_t size) {
   std::memmove(dst, src, size);
 }
 
+// Resolves a handle to its block, or returns the code for a handle that leads to no list.
 inline int32_t Open(SEQ_ListH list, ListHeader** out) {
   if (list == nullptr || *list == nullptr) return SEQ_ERR_NULL_LIST;
   auto h = static_cast<ListHeader*>(*list);
@@ -211,14 +211,14 @@ int32_t SEQ_GetSortedItem(SEQ_ListH list, SEQ_CompareFunc compare, int32_t flags
   if (compare == nullptr || key == nullptr || found == nullptr) return SEQ_ERR_BAD_ARGUMENT;
   // Lower bound: the first item not less than the key. It is the match if it compares equal,
   // and otherwise the first item greater than the key.
-  // The halving is written as selects rather than branches: which half a probe keeps is a coin
-  // toss to the branch predictor, and each wrong guess cost more than the probe.
   int32_t lo = 0, hi = h->count;
   while (lo < hi) {
     const int32_t mid = lo + (hi - lo) / 2;
-    const bool below = compare(nullptr, flags, ItemAt(h, mid), key) < 0;
-    lo = below ? mid + 1 : lo;
-    hi = below ? hi : mid;
+    if (compare(nullptr, flags, ItemAt(h, mid), key) < 0) {
+      lo = mid + 1;
+    } else {
+      hi = mid;
+    }
   }
   const bool match = lo < h->count && compare(nullptr, flags, ItemAt(h, lo), key) == 0;
   *found = match ? 1 : 0;
