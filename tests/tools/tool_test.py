@@ -151,6 +151,7 @@ BAD = [
     (["fit", "-"], "[-1e100, 1e100]", "0,0\n1e308,1\n2,2\n"),
     (["bounds", "--curve", "0,0 0,1e-9 1e-9,1e-9 1e-9,0"], "at least 1e-4", ""),
     (["eval", "--t", "1e7"], "[-1e6, 1e6]", ""),
+    (["project", "--matrix", "1e99,0,0,0,0,1e99,0,0,0,0,1,0,0,0,0,1"], "on the screen", ""),
     # Empty values, and options that the rest of the command line would ignore.
     *[([sub, opt, ""], "an empty value", "") for sub, opt in (
         ("eval", "--t"), ("ease", "--x"), ("ease", "--css"), ("drag", "--by"),

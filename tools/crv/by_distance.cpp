@@ -69,14 +69,17 @@ void Run(const Args& a, Session& s) {
               << " not shorter than " << Num(distance) << "\n";
 
   if (!a["--svg"].given) return;
+  // Beyond a few hundred the markers would merge into a band over the curve.
+  constexpr size_t kMarkedPoints = 200;
   Figure fig("crv by-distance: " + Count(count, "point") + ", steps below " + Short(distance) +
              (tooLong ? " (cap reached)" : ""));
-  fig.Subtitle("points at parameters k / 2^m; the longest step is " + Short(longest));
+  fig.Subtitle("points at parameters k / 2^m; the longest step is " + Short(longest) +
+               (count > kMarkedPoints ? "; too many points to mark each" : ""));
   fig.Input(curve);
   std::vector<svg::Point> v;
   for (size_t i = 0; i < count; ++i) v.push_back({xy[2 * i], xy[2 * i + 1]});
-  fig.Polyline(v, ink::Thin(ink::kBlue, 1.5), "chords");
-  fig.Dots(v, ink::kBlueDot, 3.5, "points");
+  fig.Polyline(v, ink::Thin(ink::kBlue, 1.5), "chords between the points");
+  if (count <= kMarkedPoints) fig.Dots(v, ink::kBlueDot, 3.5, "points");
   fig.Save(a["--svg"].text, s);
 }
 

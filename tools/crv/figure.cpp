@@ -24,8 +24,9 @@ constexpr double kWidth = 900, kHeight = 560;
 const svg::Box kPlot{78, 70, 604, 494, false};
 constexpr double kPad = 18;  // between the plot's frame and the furthest world point
 constexpr double kLegendX = 620, kLegendRight = 890;
-// Items with more points are drawn thinned: a picture stays a few hundred kilobytes.
-constexpr size_t kMaxDrawnPoints = 4000;
+// Items with more points are drawn thinned: a picture stays a few hundred kilobytes, and more
+// markers than this would only pile up into a band.
+constexpr size_t kMaxDrawnPoints = 4000, kMaxDrawnMarkers = 400;
 const std::string kInk = "#1f2933", kGrey = "#52606d", kLight = "#9aa5b1";
 
 // A tick step of 1, 2 or 5 times a power of ten that cuts `range` into at most `most` parts.
@@ -126,12 +127,16 @@ void Figure::Input(const crvtool::Curve& c, const std::string& label) {
 
 void Figure::Add(Kind kind, std::vector<svg::Point> world, const svg::Style& style,
                  double radius, const std::string& label) {
-  if (world.size() > kMaxDrawnPoints) {
-    const size_t stride = (world.size() + kMaxDrawnPoints - 1) / kMaxDrawnPoints;
+  const size_t most = kind == Kind::kPolyline ? kMaxDrawnPoints : kMaxDrawnMarkers;
+  if (world.size() > most) {
+    const size_t stride = (world.size() + most - 1) / most;
     std::vector<svg::Point> kept;
     for (size_t i = 0; i < world.size(); i += stride) kept.push_back(world[i]);
     if (kind == Kind::kPolyline) kept.push_back(world.back());
-    thinnedFrom_ = std::max(thinnedFrom_, world.size());
+    if (world.size() > thinnedFrom_) {
+      thinnedFrom_ = world.size();
+      thinnedTo_ = kept.size();
+    }
     world = std::move(kept);
   }
   items_.push_back({kind, std::move(world), style, radius});
@@ -144,8 +149,8 @@ void Figure::Polyline(const std::vector<svg::Point>& world, const svg::Style& st
 }
 
 void Figure::Dots(const std::vector<svg::Point>& world, const svg::Style& style, double radius,
-                  const std::string& label) {
-  Add(Kind::kDots, world, style, radius, label);
+                  const std::string& label, bool under) {
+  Add(under ? Kind::kDotsUnder : Kind::kDots, world, style, radius, label);
 }
 
 void Figure::Box(svg::Point lo, svg::Point hi, const svg::Style& style, const std::string& label) {
@@ -208,7 +213,7 @@ void Figure::DrawLabels(svg::Document& doc, const View& view) const {
   std::vector<svg::Box> taken;   // labels placed and point markers: never covered
   std::vector<svg::Point> lines;  // points of lines: covered only when nothing else is free
   for (const Item& item : items_) {
-    if (item.kind == Kind::kDots)
+    if (item.kind == Kind::kDots || item.kind == Kind::kDotsUnder)
       for (const svg::Point& w : item.points) {
         const svg::Point p = view(w);
         const double r = item.radius + kMarkerGap;
@@ -287,7 +292,8 @@ void Figure::DrawLegend(svg::Document& doc) const {
     const double x0 = kLegendX + 12, x1 = x0 + 30, mid = y - 4;
     switch (e.kind) {
       case Kind::kPolyline: doc.Line({x0, mid}, {x1, mid}, ink::Thin(e.style, std::min(e.style.strokeWidth, 6.0), e.style.dash)); break;
-      case Kind::kDots: doc.Circle({(x0 + x1) / 2, mid}, 4.5, e.style); break;
+      case Kind::kDots:
+      case Kind::kDotsUnder: doc.Circle({(x0 + x1) / 2, mid}, 4.5, e.style); break;
       case Kind::kBox: doc.Rect({x0 + 4, mid - 7}, {x1 - 4, mid + 7}, e.style); break;
     }
     for (const std::string& line : lines[i]) {
@@ -320,21 +326,22 @@ std::string Figure::Svg() const {
     std::string subtitle = subtitle_;
     if (thinnedFrom_)
       subtitle += (subtitle.empty() ? "" : "; ") + std::string("drawing thinned: ") +
-                  std::to_string(kMaxDrawnPoints) + " of " + std::to_string(thinnedFrom_) +
+                  std::to_string(thinnedTo_) + " of " + std::to_string(thinnedFrom_) +
                   " points shown";
     if (!subtitle.empty()) doc.Text({16, 46}, subtitle, 12, kGrey);
     DrawAxes(doc, view);
 
-    // Boxes first, then lines, then dots, so nothing hides a marker.
+    // Boxes first, then lines, then dots, so nothing hides a marker but what is drawn over it on
+    // purpose.
     doc.Group("plot");
-    for (Kind pass : {Kind::kBox, Kind::kPolyline, Kind::kDots}) {
+    for (Kind pass : {Kind::kBox, Kind::kDotsUnder, Kind::kPolyline, Kind::kDots}) {
       for (const Item& item : items_) {
         if (item.kind != pass) continue;
         std::vector<svg::Point> v;
         for (const svg::Point& p : item.points) v.push_back(view(p));
         if (pass == Kind::kBox) doc.Rect(v[0], v[1], item.style);
         if (pass == Kind::kPolyline && v.size() >= 2) doc.Polyline(v, item.style);
-        if (pass == Kind::kDots)
+        if (pass == Kind::kDots || pass == Kind::kDotsUnder)
           for (const svg::Point& p : v) doc.Circle(p, item.radius, item.style);
       }
     }

@@ -59,8 +59,9 @@ class Figure {
   // An item without a label must share its colour with one that has one (Svg() checks).
   void Polyline(const std::vector<svg::Point>& world, const svg::Style& style,
                 const std::string& label);
+  // Markers go over the lines, or under them (`under`) where the lines are the result.
   void Dots(const std::vector<svg::Point>& world, const svg::Style& style, double radius,
-            const std::string& label);
+            const std::string& label, bool under = false);
   void Box(svg::Point lo, svg::Point hi, const svg::Style& style, const std::string& label);
   // A label for a world point, placed beside it (not part of the legend).
   void Note(svg::Point world, const std::string& text, const std::string& colour = "#1f2933");
@@ -71,7 +72,7 @@ class Figure {
   void Save(const std::string& target, Session& s) const;
 
  private:
-  enum class Kind { kPolyline, kDots, kBox };
+  enum class Kind { kPolyline, kDots, kBox, kDotsUnder };
   struct Item {
     Kind kind;
     std::vector<svg::Point> points;
@@ -101,7 +102,7 @@ class Figure {
   std::vector<Item> items_;
   std::vector<Label> labels_;
   std::vector<LegendEntry> legend_;
-  size_t thinnedFrom_ = 0;  // points of the largest item drawn thinned, 0 when none was
+  size_t thinnedFrom_ = 0, thinnedTo_ = 0;  // the largest item drawn thinned: points before, after
 };
 
 // Points of a curve at n even parameters, coordinates 0 and 1 (t and coordinate 0 for dims 1).

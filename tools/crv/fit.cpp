@@ -175,7 +175,7 @@ void Run(const Args& a, Session& session) {
   std::ostringstream text;
   text << count << " samples of " << dims << " coordinates; bound " << Num(bound)
        << " (squared distance)\n"
-       << curves.size() << (a["--one"].given ? " curve" : " curve(s) in a chain") << "\n";
+       << Count(curves.size(), "curve") << (a["--one"].given ? "" : " in a chain") << "\n";
   for (size_t j = 0; j < curves.size(); ++j) {
     result["curves"].push_back(CurveJson(curves[j]));
     text << "curve " << j + 1;
@@ -206,7 +206,7 @@ void Run(const Args& a, Session& session) {
     const char* label = j == 0 ? "fitted cubics 1, 3, 5, ..." : j == 1 ? "fitted cubics 2, 4, 6, ..." : "";
     fig.Curve(curves[j], j % 2 ? ink::kRed : ink::kBlue, label);
   }
-  fig.Dots(dots, ink::kGreyDot, 3, "samples");
+  fig.Dots(dots, ink::kGreyDot, 3, "samples", true);
   std::vector<svg::Point> joins;
   for (const Curve& c : curves) joins.push_back({c.At(0, 0), c.At(0, 1)});
   joins.push_back({curves.back().At(3, 0), curves.back().At(3, 1)});

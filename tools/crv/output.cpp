@@ -162,16 +162,21 @@ class DescriptorBuffer : public std::streambuf {
   int error_ = 0;
 };
 
-DescriptorBuffer g_standardOutput;
+// Never destroyed: the standard streams flush std::cout once more after every static object of
+// the program is gone.
+DescriptorBuffer& StandardOutput() {
+  static DescriptorBuffer* const buffer = new DescriptorBuffer;
+  return *buffer;
+}
 
 }  // namespace
 
-void TakeStandardOutput() { std::cout.rdbuf(&g_standardOutput); }
+void TakeStandardOutput() { std::cout.rdbuf(&StandardOutput()); }
 
 void CloseStandardOutput() {
   std::cout.flush();
-  if (g_standardOutput.Error())
-    throw WriteError("cannot write standard output: " + Reason(g_standardOutput.Error()));
+  if (StandardOutput().Error())
+    throw WriteError("cannot write standard output: " + Reason(StandardOutput().Error()));
   if (close(1) != 0) throw WriteError("cannot write standard output: " + Reason(errno));
 }
 

@@ -1,4 +1,5 @@
 // `crv project`: a 3-D curve under a 4x4 transform as 2-D screen cubics, adaptively.
+#include <cmath>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -34,6 +35,15 @@ void Run(const Args& a, Session& s) {
   }
   const double tolerance = ParseNumber(a["--tolerance"].text, "--tolerance");
   if (tolerance < 0) throw InputError("--tolerance: must not be negative");
+
+  // The screen distances are squared against the tolerance: the projected control points must
+  // stay within the tool's range too.
+  std::vector<double> projected = curve.Coords();
+  if (GEO_Transform3DFloatPoints(&m, 4, projected.data()) == 0)
+    for (double v : projected)
+      if (!(std::fabs(v) <= kMaxMagnitude))
+        throw InputError("the transform takes the curve outside [-1e100, 1e100] on the screen, "
+                         "the range where crv's answers hold");
 
   const CRV_CurveClass3D c3 = curve.As3D();
   std::vector<CRV_CurveClass2D> screen;
