@@ -74,7 +74,9 @@ def bad(args, fragment, stdin="", status=2):
 def svg_ok(path):
     doc = xml.dom.minidom.parse(path)
     check(doc.documentElement.tagName == "svg", f"{path}: root is not <svg>")
-    check(not os.path.exists(path + ".tmp"), f"{path}: temporary file left behind")
+    folder, name = os.path.split(path)
+    check(not [f for f in os.listdir(folder) if f.startswith("." + name)],
+          f"{path}: temporary file left behind")
     for p in doc.getElementsByTagName("polyline"):
         coords = [float(v) for pair in p.getAttribute("points").split() for v in pair.split(",")]
         check(all(map(math.isfinite, coords)), f"{path}: non-finite polyline point")

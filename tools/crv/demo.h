@@ -8,9 +8,9 @@
 
 namespace crvtool {
 
-// Prints the report to `out` and writes the gallery into outDir (created if needed): crv-demo.svg,
-// one picture per subcommand and index.html. Returns the path of index.html; throws
-// std::runtime_error on any failure.
+// Prints the report to `out` and writes the gallery into outDir (created if needed): one picture
+// per subcommand, each drawn by the command line index.html shows under it. Returns the path of
+// index.html; throws std::runtime_error on any failure.
 std::filesystem::path RunDemo(const std::filesystem::path& outDir, std::ostream& out);
 
 }  // namespace crvtool
