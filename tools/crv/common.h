@@ -55,8 +55,6 @@ struct Session {
 constexpr double kMaxMagnitude = 1e100;
 constexpr double kMinExtent = 1e-4;
 constexpr double kMinRelativeExtent = 1e-9;
-// Longest list an option takes and most samples a count asks for.
-constexpr size_t kMaxListLength = 100000;
 constexpr int kMaxDims = 16;
 // What the help says about the range, in one place.
 extern const char* const kRangeText;

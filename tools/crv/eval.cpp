@@ -14,6 +14,7 @@ namespace {
 // Parameters far outside [0, 1] raise the coordinates' range to the third power: 1e6 keeps
 // every result finite for coordinates within the tool's range.
 constexpr double kMaxParameter = 1e6;
+constexpr long kMaxSamples = 100000;
 
 void Run(const Args& a, Session& s) {
   const Curve curve = CurveOrDefault(a, Curve(DefaultCurve2D()));
@@ -28,7 +29,7 @@ void Run(const Args& a, Session& s) {
       if (std::fabs(t) > kMaxParameter)
         throw InputError("--t: " + Num(t) + " is outside [-1e6, 1e6]");
   } else {
-    const long n = a["--n"].given ? ParseCount(a["--n"].text, "--n", 1, kMaxListLength) : 5;
+    const long n = a["--n"].given ? ParseCount(a["--n"].text, "--n", 1, kMaxSamples) : 5;
     for (long i = 0; i < n; ++i) ts.push_back(n == 1 ? 0.0 : double(i) / double(n - 1));
   }
   std::vector<double> points(ts.size() * dims), d1(ts.size() * dims), d2(ts.size() * dims);
