@@ -119,7 +119,13 @@ template <int D>
 int32_t FillSamples(const CRV_Curve& curve, int32_t n, double dt, SEQ_ListH table,
                     double* length) {
   double prev[D];
-  PointAt(curve, 0.0, prev);
+  if constexpr (D == 2) {
+    PointAtXY(curve, 0.0, prev);
+  } else {
+    CRV_Curve space = curve;
+    space.dims = 3;  // as the caller checked
+    PointAt(space, 0.0, prev);
+  }
   double s = 0.0;
   double t = dt;
   int32_t code = 0;
