@@ -34,6 +34,8 @@ void CopyFittedPoints(SEQ_ListH fitted, CRV_Curve* curve) {
 
 }  // namespace
 
+// Host calls: a temporary point list (SEQ_New, 4 inserts, lock, unlock, dispose), two small
+// blocks of count * 8 bytes, and a handle of 48 bytes a sample when count > 256.
 int32_t CRV_FitOneCurveError(const double* samples, int32_t count, double bound,
                              int32_t leftTangentCount, int32_t rightTangentCount,
                              uint16_t maxIterations, double* maxError, CRV_Curve* curve) {
