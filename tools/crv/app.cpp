@@ -35,19 +35,19 @@ void AddFlag(CLI::App* cmd, const std::string& name, Arg& arg, const std::string
 }
 
 // One subcommand from its entry in commands.json.
-void AddCommand(CLI::App& app, const nlohmann::json& spec, Session& s) {
-  const std::string name = spec.at("name");
+void AddCommand(CLI::App& app, const nlohmann::json& entry, Session& s) {
+  const std::string name = entry.at("name");
   const auto run = Registry().find(name);
   if (run == Registry().end()) throw std::logic_error("no code registered for " + name);
   auto args = std::make_shared<Args>();
-  CLI::App* cmd = app.add_subcommand(name, spec.at("about").get<std::string>());
-  cmd->footer("Example:\n  " + spec.at("example").get<std::string>());
-  if (spec.contains("curve")) {
-    const std::string p = spec["curve"][0];
-    AddArg(cmd, "--curve", args->Slot("--curve"), spec["curve"][1],
+  CLI::App* cmd = app.add_subcommand(name, entry.at("about").get<std::string>());
+  cmd->footer("Example:\n  " + entry.at("example").get<std::string>());
+  if (entry.contains("curve")) {
+    const std::string p = entry["curve"][0];
+    AddArg(cmd, "--curve", args->Slot("--curve"), entry["curve"][1],
            "\"" + p + " " + p + " " + p + " " + p + "\"");
   }
-  for (const nlohmann::json& o : spec.at("options")) {
+  for (const nlohmann::json& o : entry.at("options")) {
     Arg& arg = args->Slot(o[0]);
     if (o[1] == "") {
       AddFlag(cmd, o[0], arg, o[2]);
@@ -56,7 +56,7 @@ void AddCommand(CLI::App& app, const nlohmann::json& spec, Session& s) {
     if (o.size() > 3) arg.text = o[3];
     AddArg(cmd, o[0], arg, o[2], o[1]);
   }
-  if (!spec.value("plain", false)) {
+  if (!entry.value("plain", false)) {
     AddFlag(cmd, "--json", args->Slot("--json"), "Print the result as JSON");
     AddArg(cmd, "--svg", args->Slot("--svg"),
            "Also draw the result into an SVG picture; '-' writes the picture to standard output "
@@ -89,7 +89,7 @@ std::unique_ptr<CLI::App> MakeApp(Session& s) {
       "  crv ease --css 0.42,0,0.58,1 --x 0.25 --json\n"
       "  crv demo --out gallery          (one picture per subcommand, and index.html)\n"
       "Run crv SUBCOMMAND --help for the options of each.");
-  for (const nlohmann::json& spec : nlohmann::json::parse(kCommandsJson)) AddCommand(*app, spec, s);
+  for (const nlohmann::json& entry : nlohmann::json::parse(kCommandsJson)) AddCommand(*app, entry, s);
   return app;
 }
 
