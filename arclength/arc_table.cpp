@@ -99,9 +99,9 @@ double StepDistance2D(const CRV_Curve& curve, double t, double prev[2]) {
   prev[1] = point[1];
   return std::sqrt(dx * dx + dy * dy);
 }
-double StepDistance3D(const CRV_Curve& curve, double t, double prev[3]) {
-  CRV_Curve space = curve;
-  space.dims = 3;  // as the caller checked: the evaluation then writes exactly three coordinates
+// `space` must be a record whose dims the compiler sees to be 3 (FillSamples makes it so), so that
+// the evaluation is known to write exactly three coordinates.
+double StepDistance3D(const CRV_Curve& space, double t, double prev[3]) {
   double point[3];
   PointAt(space, t, point);
   const double dx = point[0] - prev[0];
@@ -118,19 +118,16 @@ double StepDistance3D(const CRV_Curve& curve, double t, double prev[3]) {
 template <int D>
 int32_t FillSamples(const CRV_Curve& curve, int32_t n, double dt, SEQ_ListH table,
                     double* length) {
+  // The caller checked dims == D; a copy that says so lets the evaluations write D coordinates.
+  CRV_Curve fixed = curve;
+  fixed.dims = D;
   double prev[D];
-  if constexpr (D == 2) {
-    PointAtXY(curve, 0.0, prev);
-  } else {
-    CRV_Curve space = curve;
-    space.dims = 3;  // as the caller checked
-    PointAt(space, 0.0, prev);
-  }
+  PointAt(fixed, 0.0, prev);
   double s = 0.0;
   double t = dt;
   int32_t code = 0;
   for (int32_t i = 1; i < n; ++i) {
-    s = s + (D == 2 ? StepDistance2D(curve, t, prev) : StepDistance3D(curve, t, prev));
+    s = s + (D == 2 ? StepDistance2D(fixed, t, prev) : StepDistance3D(fixed, t, prev));
     const ArcTableEntry entry{t, s};
     if ((code = StoreAt(table, i, &entry)) != 0) break;
     t = t + dt;

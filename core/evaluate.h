@@ -19,24 +19,32 @@
 namespace crv {
 
 // ((P0 s + P1 (3t)) s + (P2 3) t^2) s + (P3 t) t^2: the Bernstein form, nested.
-CRV_FORCE_INLINE double NestedCoordinate(const CRV_Curve& curve, int k, double s, double t3, double tt,
-                               double t) {
+CRV_FORCE_INLINE double NestedCoordinate(const CRV_Curve& curve, int k, double s, double t3,
+                                         double tt, double t) {
   return ((curve.ctpts[0][k] * s + curve.ctpts[1][k] * t3) * s + (curve.ctpts[2][k] * 3.0) * tt) *
              s +
          (curve.ctpts[3][k] * t) * tt;
 }
 
-CRV_FORCE_INLINE void EvaluatePointScalar(const CRV_Curve& curve, double t, double* out) {
+// x and y in the nested form, both read before either is written.
+CRV_FORCE_INLINE void NestedXY(const CRV_Curve& curve, double t, double out[2]) {
   const double s = 1.0 - t;
   const double t3 = 3.0 * t;
   const double tt = t * t;
-  if (curve.dims == 2) {  // both coordinates read before either is written
-    const double x = NestedCoordinate(curve, 0, s, t3, tt, t);
-    const double y = NestedCoordinate(curve, 1, s, t3, tt, t);
-    out[0] = x;
-    out[1] = y;
+  const double x = NestedCoordinate(curve, 0, s, t3, tt, t);
+  const double y = NestedCoordinate(curve, 1, s, t3, tt, t);
+  out[0] = x;
+  out[1] = y;
+}
+
+CRV_FORCE_INLINE void EvaluatePointScalar(const CRV_Curve& curve, double t, double* out) {
+  if (curve.dims == 2) {
+    NestedXY(curve, t, out);
     return;
   }
+  const double s = 1.0 - t;
+  const double t3 = 3.0 * t;
+  const double tt = t * t;
   const int dims = curve.dims;  // read once: the compiler cannot rule out that out aliases it
   for (int k = 0; k < dims; ++k) out[k] = NestedCoordinate(curve, k, s, t3, tt, t);
 }
@@ -56,17 +64,10 @@ CRV_FORCE_INLINE void PointAt(const CRV_Curve& curve, double t, double* out) {
 // the capability word once and pass it here.
 CRV_FORCE_INLINE void PointAtXYOnPath(const CRV_Curve& curve, double t, bool paired,
                                       double out[2]) {
-  if (paired) {
+  if (paired)
     PairedXY(curve, WeightsAt(t), out);
-    return;
-  }
-  const double s = 1.0 - t;
-  const double t3 = 3.0 * t;
-  const double tt = t * t;
-  const double x = NestedCoordinate(curve, 0, s, t3, tt, t);
-  const double y = NestedCoordinate(curve, 1, s, t3, tt, t);
-  out[0] = x;
-  out[1] = y;
+  else
+    NestedXY(curve, t, out);
 }
 
 // x and y of B(t) for a record of at least two coordinates, for callers that keep only those.
