@@ -122,7 +122,10 @@ int32_t FillSamples(const CRV_Curve& curve, int32_t n, double dt, SEQ_ListH tabl
   CRV_Curve fixed = curve;
   fixed.dims = D;
   double prev[D];
-  PointAt(fixed, 0.0, prev);
+  if constexpr (D == 2)
+    PointAtXY(fixed, 0.0, prev);  // the optimiser does not always see fixed.dims through PointAt
+  else
+    PointAt(fixed, 0.0, prev);
   double s = 0.0;
   double t = dt;
   int32_t code = 0;
