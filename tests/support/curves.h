@@ -38,6 +38,7 @@ class OwnedCurve {
   CRV_Curve* get() { return &record_; }
   double& at(int point, int k) { return coords_[static_cast<size_t>(point * dims() + k)]; }
   double at(int point, int k) const { return coords_[static_cast<size_t>(point * dims() + k)]; }
+  const std::vector<double>& coords() const { return coords_; }
 
  private:
   void Bind() {

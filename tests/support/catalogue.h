@@ -1,0 +1,116 @@
+// The catalogue of exports: one row per export (and per typed variant), each drawing valid inputs
+// from a seeded generator, making its one call and recording the result code and outputs. The
+// golden table, the thread run, the fault sweep, the allocation check and the fuzz target all run
+// these rows, so a new export needs one new row. Rows draw first use and reuse of a caller's list
+// and the curve shapes that take other branches at random; harnesses run them on both capability
+// paths.
+#ifndef CRV_TESTS_SUPPORT_CATALOGUE_H
+#define CRV_TESTS_SUPPORT_CATALOGUE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace crvcat {
+
+// SplitMix64: the same numbers from every compiler and library (the standard distributions are
+// not pinned across implementations); doubles take the top 53 bits. A fuzzer may feed the raw
+// numbers instead, and then now and then a double is one that breaks numerical code.
+class Rng {
+ public:
+  explicit Rng(uint64_t seed) : state_(seed) {}
+  Rng(const uint8_t* data, size_t size) : state_(size), data_(data), size_(size) {}
+  uint64_t Next();
+  double Unit();
+  double Uniform(double lo, double hi) { return lo + (hi - lo) * Unit(); }
+  int Int(int lo, int hi) { return lo + static_cast<int>(Next() % uint64_t(hi - lo + 1)); }
+  bool OneIn(int n) { return Next() % static_cast<uint64_t>(n) == 0; }
+  // A parameter: mostly inside [0, 1], sometimes an end or the middle, sometimes outside.
+  double Parameter();
+
+ private:
+  uint64_t state_;
+  const uint8_t* data_ = nullptr;
+  size_t size_ = 0, pos_ = 0;
+};
+
+// What a harness does around a row's export call (not around the drawing of its inputs).
+class Hook {
+ public:
+  virtual ~Hook() = default;
+  virtual void Before() {}
+  virtual void After() {}
+};
+
+// One call's result code and outputs as words: integers in decimal, doubles as the 16 hex digits
+// of their bits (every NaN as "nan": compilers may swap the operands that decide which NaN
+// travels on), arrays of more than four doubles as [length:FNV-1a hash of their bits] unless
+// `full`.
+class Payload {
+ public:
+  Payload(bool full, Hook& hook) : full_(full), hook_(hook) {}
+  // Makes the row's export call under the harness's hook and records its result code.
+  template <typename F>
+  Payload& Call(F&& call) {
+    hook_.Before();
+    const int32_t code = call();
+    hook_.After();
+    return Code(code);
+  }
+  // The same for a call without a result code.
+  template <typename F>
+  Payload& Do(F&& call) {
+    hook_.Before();
+    call();
+    hook_.After();
+    return *this;
+  }
+  Payload& Code(int32_t code) { return Word(std::to_string(code)); }
+  Payload& Int(int64_t v) { return Word(std::to_string(v)); }
+  Payload& Value(double v);
+  Payload& Values(const double* v, size_t n);
+  Payload& Values(const std::vector<double>& v);
+  const std::string& str() const { return text_; }
+
+ private:
+  Payload& Word(const std::string& w);
+  bool full_;
+  Hook& hook_;
+  std::string text_;
+};
+
+enum RowFlags : unsigned {
+  kReachesHost = 1,       // makes failable host calls; its payload starts with the result code
+  kAllocatesNothing = 2,  // evaluation, solving and queries: no heap allocation in the call
+  kGoesOnAfterFault = 4,  // may document a host failure that leaves the result clean
+};
+
+struct Row {
+  std::string name;
+  unsigned flags;
+  int calls;  // golden calls per capability path
+  std::function<void(Rng&, Payload&)> body;
+  Rng Seeded() const;  // the generator its golden calls start from
+};
+
+const std::vector<Row>& Catalogue();
+
+// One call of a row: its body on `rng`, as the payload text.
+std::string RunCall(const Row& row, Rng& rng, Hook& hook, bool full = false);
+
+// Every row's golden calls on the capability path in force, "<row> <call> <payload>" a line.
+std::vector<std::string> RunPath(bool full = false);
+
+// The golden table: comment lines, then both paths merged as
+// "<row> <call> <scalar payload>[ | <paired payload>]".
+std::vector<std::string> GoldenTable(bool full = false);
+std::vector<std::string> MergePaths(const std::vector<std::string>& scalar,
+                                    const std::vector<std::string>& paired);
+
+bool HasPairedPath();  // whether the machine can take the paired path
+
+}  // namespace crvcat
+
+#endif
