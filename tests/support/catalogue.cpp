@@ -358,6 +358,29 @@ std::function<void(Rng&, Payload&)> ArcLookup(F lookup) {
   };
 }
 
+// The single fits: with the error and the end tangents given (0), with iterations (1), plain (2).
+std::function<void(Rng&, Payload&)> FitOne(int which) {
+  return [which](Rng& rng, Payload& p) {
+    Curve c(rng.Int(2, 3));
+    const int count = FitCount(rng);
+    const std::vector<double> samples = Samples(rng, c.dims(), count);
+    double maxError = -7.0;
+    const double bound = FitBound(rng);
+    const int32_t left = which == 0 ? rng.Int(0, 6) : 0, right = which == 0 ? rng.Int(0, 6) : 0;
+    const auto iterations = static_cast<uint16_t>(which < 2 ? rng.Int(0, 12) : 0);
+    p.Call([&] {
+      if (which == 0)
+        return CRV_FitOneCurveError(samples.data(), count, bound, left, right, iterations,
+                                    &maxError, c.get());
+      if (which == 1)
+        return CRV_FitOneCurveIter(samples.data(), count, bound, iterations, rng.Int(1, 4), c.get());
+      return CRV_FitOneCurve(samples.data(), count, bound, rng.Int(1, 4), c.get());
+    });
+    if (which == 0) p.Value(maxError);
+    p.Values(c.coords());
+  };
+}
+
 std::vector<Row> MakeCatalogue() {
   std::vector<Row> rows = {
       {"CRV_G_zref", kPure, 1,
@@ -529,42 +552,9 @@ std::vector<Row> MakeCatalogue() {
           }).Values(list.Doubles());
        }},
 
-      {"CRV_FitOneCurveError", kHost, kCalls,
-       [](Rng& rng, Payload& p) {
-         Curve c(rng.Int(2, 3));
-         const int count = FitCount(rng);
-         const std::vector<double> samples = Samples(rng, c.dims(), count);
-         double maxError = -7.0;
-         const double bound = FitBound(rng);
-         const int32_t left = rng.Int(0, 6), right = rng.Int(0, 6);
-         const auto iterations = static_cast<uint16_t>(rng.Int(0, 12));
-         p.Call([&] {
-            return CRV_FitOneCurveError(samples.data(), count, bound, left, right, iterations,
-                                        &maxError, c.get());
-          }).Value(maxError).Values(c.coords());
-       }},
-      {"CRV_FitOneCurveIter", kHost, kCalls,
-       [](Rng& rng, Payload& p) {
-         Curve c(rng.Int(2, 3));
-         const int count = FitCount(rng);
-         const std::vector<double> samples = Samples(rng, c.dims(), count);
-         const double bound = FitBound(rng);
-         const auto iterations = static_cast<uint16_t>(rng.Int(0, 12));
-         p.Call([&] {
-            return CRV_FitOneCurveIter(samples.data(), count, bound, iterations, rng.Int(1, 4),
-                                       c.get());
-          }).Values(c.coords());
-       }},
-      {"CRV_FitOneCurve", kHost, kCalls,
-       [](Rng& rng, Payload& p) {
-         Curve c(rng.Int(2, 3));
-         const int count = FitCount(rng);
-         const std::vector<double> samples = Samples(rng, c.dims(), count);
-         const double bound = FitBound(rng);
-         p.Call([&] {
-            return CRV_FitOneCurve(samples.data(), count, bound, rng.Int(1, 4), c.get());
-          }).Values(c.coords());
-       }},
+      {"CRV_FitOneCurveError", kHost, kCalls, FitOne(0)},
+      {"CRV_FitOneCurveIter", kHost, kCalls, FitOne(1)},
+      {"CRV_FitOneCurve", kHost, kCalls, FitOne(2)},
       {"CRV_FitMultipleCurvesIterate", kHost, kCalls,
        [](Rng& rng, Payload& p) {
          const int dims = rng.Int(2, 3);
@@ -755,18 +745,10 @@ uint64_t Rng::Next() {
 double Rng::Unit() {
   const uint64_t n = Next();
   if (data_ != nullptr && (n & 0xff) == 0xff) {
-    static constexpr double kHostile[] = {std::numeric_limits<double>::quiet_NaN(),
-                                          std::numeric_limits<double>::infinity(),
-                                          -std::numeric_limits<double>::infinity(),
-                                          0x1p-1074,
-                                          -0.0,
-                                          1e300,
-                                          -1e300,
-                                          1e-300,
-                                          1.0 - 0x1p-53,
-                                          1e-10,
-                                          1.0 + 1e-10,
-                                          0x1p-60};
+    static constexpr double kHostile[] = {
+        std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(),
+        -std::numeric_limits<double>::infinity(), 0x1p-1074, -0.0, 1e300, -1e300, 1e-300,
+        1.0 - 0x1p-53, 1e-10, 1.0 + 1e-10, 0x1p-60};
     return kHostile[(n >> 8) % std::size(kHostile)];
   }
   return static_cast<double>(n >> 11) * 0x1p-53;
@@ -774,16 +756,11 @@ double Rng::Unit() {
 
 double Rng::Parameter() {
   switch (Int(0, 9)) {
-    case 0:
-      return 0.0;
-    case 1:
-      return 1.0;
-    case 2:
-      return 0.5;
-    case 3:
-      return Uniform(-0.5, 1.5);
-    default:
-      return Unit();
+    case 0: return 0.0;
+    case 1: return 1.0;
+    case 2: return 0.5;
+    case 3: return Uniform(-0.5, 1.5);
+    default: return Unit();
   }
 }
 
@@ -794,11 +771,8 @@ Payload& Payload::Values(const double* v, size_t n) {
     for (size_t i = 0; i < n; ++i) Value(v[i]);
     return *this;
   }
-  uint64_t hash = 0xcbf29ce484222325ull;
-  for (size_t i = 0; i < n; ++i) {
-    const uint64_t bits = Bits(v[i]);
-    hash = Fnv1a(&bits, sizeof bits, hash);
-  }
+  uint64_t hash = 0xcbf29ce484222325ull, bits;
+  for (size_t i = 0; i < n; ++i) hash = Fnv1a(&(bits = Bits(v[i])), sizeof bits, hash);
   char text[64];
   std::snprintf(text, sizeof text, "[%zu:%016llx]", n, static_cast<unsigned long long>(hash));
   return Word(text);
@@ -809,8 +783,7 @@ Payload& Payload::Values(const std::vector<double>& v) {
 }
 
 Payload& Payload::Word(const std::string& w) {
-  if (!text_.empty()) text_ += ' ';
-  text_ += w;
+  text_ += (text_.empty() ? "" : " ") + w;
   return *this;
 }
 
@@ -858,16 +831,12 @@ std::vector<std::string> MergePaths(const std::vector<std::string>& scalar,
 }
 
 std::vector<std::string> GoldenTable(bool full) {
-  std::vector<std::string> scalar, paired;
-  {
-    const crvtest::CapabilityOverride record(0);
-    scalar = RunPath(full);
+  std::vector<std::string> paths[2];
+  for (int32_t paired : {0, 1}) {
+    const crvtest::CapabilityOverride record(paired);
+    paths[paired] = RunPath(full);
   }
-  {
-    const crvtest::CapabilityOverride record(1);
-    paired = RunPath(full);
-  }
-  return MergePaths(scalar, paired);
+  return MergePaths(paths[0], paths[1]);
 }
 
 bool HasPairedPath() {
