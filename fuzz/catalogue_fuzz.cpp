@@ -14,8 +14,7 @@
 #include "host/geo.h"
 #include "host/hs.h"
 #include "host/seq.h"
-#include "support/catalogue.h"
-#include "support/host_controls.h"
+#include "catalogue/catalogue.h"
 
 namespace {
 
@@ -50,7 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const crvcat::Row& row = rows[data[0] % rows.size()];
   const bool host = (row.flags & crvcat::kReachesHost) != 0;
   const int64_t k = host ? (data[1] & 0x3f) : 0;  // 0: no failure
-  const crvtest::CapabilityOverride path(data[1] >> 7);
+  const crvcat::CapabilityPath path(data[1] >> 7);
 
   std::string first;
   for (int run = 0; run < 2; ++run) {

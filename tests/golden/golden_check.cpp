@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "support/catalogue.h"
+#include "catalogue/catalogue.h"
 
 int main(int argc, char** argv) {
   if (argc < 2 || argc > 3) {

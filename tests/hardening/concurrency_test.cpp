@@ -9,8 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "support/catalogue.h"
-#include "support/host_controls.h"
+#include "catalogue/catalogue.h"
 
 namespace {
 
@@ -18,7 +17,7 @@ constexpr int kThreads = 8;
 
 // Every thread's lines on the capability path `paired`, switched once before the threads start.
 std::vector<std::vector<std::string>> RunThreads(int32_t paired) {
-  const crvtest::CapabilityOverride path(paired);
+  const crvcat::CapabilityPath path(paired);
   std::vector<std::vector<std::string>> lines(kThreads);
   std::vector<std::thread> threads;
   for (int i = 0; i < kThreads; ++i)

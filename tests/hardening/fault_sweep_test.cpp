@@ -18,8 +18,7 @@
 #include "host/host_test.h"
 #include "host/hs.h"
 #include "support/alloc_counter.h"
-#include "support/catalogue.h"
-#include "support/host_controls.h"
+#include "catalogue/catalogue.h"
 
 namespace {
 
@@ -135,7 +134,7 @@ class CountAllocations : public crvcat::Hook {
 
 TEST(NoAllocation, EvaluationSolvingAndQueries) {
   for (int32_t paired : {0, 1}) {
-    const crvtest::CapabilityOverride path(paired);
+    const crvcat::CapabilityPath path(paired);
     for (const Row& row : Catalogue()) {
       if ((row.flags & crvcat::kAllocatesNothing) == 0) continue;
       crvcat::Rng rng = row.Seeded();

@@ -1,4 +1,4 @@
-// Curves for tests: an owning record of any dimension and seeded random generators.
+// Curves for tests: the catalogue's owning record of any dimension and seeded random generators.
 #ifndef CRV_TESTS_SUPPORT_CURVES_H
 #define CRV_TESTS_SUPPORT_CURVES_H
 
@@ -8,46 +8,12 @@
 #include <random>
 #include <vector>
 
+#include "catalogue/catalogue.h"
 #include "crv/crv.h"
 
 namespace crvtest {
 
-// A CRV_Curve that owns its coordinates. Copies rebind the record to their own storage.
-class OwnedCurve {
- public:
-  explicit OwnedCurve(int dims = 0) : coords_(4 * static_cast<size_t>(dims > 0 ? dims : 0)) {
-    record_.dims = static_cast<int16_t>(dims);
-    Bind();
-  }
-  // Four points given as lists of equal length.
-  OwnedCurve(std::initializer_list<double> p0, std::initializer_list<double> p1,
-             std::initializer_list<double> p2, std::initializer_list<double> p3);
-  OwnedCurve(const OwnedCurve& other) : coords_(other.coords_) {
-    record_.dims = other.record_.dims;
-    Bind();
-  }
-  OwnedCurve& operator=(const OwnedCurve& other) {
-    coords_ = other.coords_;
-    record_.dims = other.record_.dims;
-    Bind();
-    return *this;
-  }
-
-  int dims() const { return record_.dims; }
-  const CRV_Curve* get() const { return &record_; }
-  CRV_Curve* get() { return &record_; }
-  double& at(int point, int k) { return coords_[static_cast<size_t>(point * dims() + k)]; }
-  double at(int point, int k) const { return coords_[static_cast<size_t>(point * dims() + k)]; }
-  const std::vector<double>& coords() const { return coords_; }
-
- private:
-  void Bind() {
-    const int d = dims() > 0 ? dims() : 0;
-    for (int i = 0; i < 4; ++i) record_.ctpts[i] = coords_.data() + i * d;
-  }
-  CRV_Curve record_{};
-  std::vector<double> coords_;
-};
+using OwnedCurve = crvcat::Curve;
 
 // Seeded source of random curves and numbers; the same seed gives the same sequence everywhere.
 class Random {

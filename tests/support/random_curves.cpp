@@ -4,16 +4,6 @@
 
 namespace crvtest {
 
-OwnedCurve::OwnedCurve(std::initializer_list<double> p0, std::initializer_list<double> p1,
-                       std::initializer_list<double> p2, std::initializer_list<double> p3)
-    : OwnedCurve(static_cast<int>(p0.size())) {
-  int i = 0;
-  for (auto point : {p0, p1, p2, p3}) {
-    std::copy(point.begin(), point.end(), coords_.begin() + i * dims());
-    ++i;
-  }
-}
-
 OwnedCurve Random::Curve(int dims, double lo, double hi) {
   OwnedCurve curve(dims);
   for (int i = 0; i < 4; ++i)

@@ -1,5 +1,6 @@
-#include "support/catalogue.h"
+#include "catalogue/catalogue.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -10,8 +11,7 @@
 
 #include "crv/crv.hpp"
 #include "host/seq.h"
-#include "support/curves.h"
-#include "support/host_controls.h"
+#include "host/hs.h"
 
 namespace crvcat {
 
@@ -20,7 +20,6 @@ namespace {
 constexpr int kCalls = 40;  // golden calls per row and path
 constexpr unsigned kHost = kReachesHost, kPure = kAllocatesNothing;
 
-using Curve = crvtest::OwnedCurve;
 using V2 = GEO_Vector2T<double>;
 using V3 = GEO_Vector3T<double>;
 
@@ -115,48 +114,6 @@ double PolygonLength(const Curve& c) {
   }
   return length;
 }
-
-// A host list of the caller's, disposed of after the call.
-class List : public crvtest::OwnedList {
- public:
-  SEQ_ListH* address() { return &handle; }
-  // An existing list of `count` items of `itemSize` bytes, the doubles in them numbered.
-  void Fill(int32_t itemSize, int32_t count) {
-    SEQ_New(0, itemSize, 8, 1, &handle);
-    std::vector<unsigned char> item(static_cast<size_t>(itemSize));
-    for (int32_t i = 0; i < count; ++i) {
-      for (size_t b = 0; b + sizeof(double) <= item.size(); b += sizeof(double)) {
-        const double v = 1000.0 + i + static_cast<double>(b);
-        std::memcpy(&item[b], &v, sizeof v);
-      }
-      if (itemSize == 4) std::memcpy(item.data(), &i, sizeof i);
-      SEQ_Insert(item.data(), -1, handle);
-    }
-  }
-  // The items read as doubles (item size a multiple of 8), or as int32_t indices.
-  std::vector<double> Doubles() const {
-    if (handle == nullptr) return {};
-    int32_t count, size;
-    const char* block = static_cast<const char*>(*handle);
-    std::memcpy(&count, block + SEQ_BLOCK_COUNT_OFFSET, sizeof count);
-    std::memcpy(&size, block + SEQ_BLOCK_ITEM_SIZE_OFFSET, sizeof size);
-    std::vector<double> out;
-    for (int32_t i = 0; i < count; ++i) {
-      const char* item = block + SEQ_BLOCK_ITEMS_OFFSET + static_cast<size_t>(i) * size;
-      if (size == 4) {
-        int32_t index;
-        std::memcpy(&index, item, sizeof index);
-        out.push_back(index);
-      }
-      for (int32_t b = 0; b + 8 <= size; b += 8) {
-        double v;
-        std::memcpy(&v, item + b, sizeof v);
-        out.push_back(v);
-      }
-    }
-    return out;
-  }
-};
 
 // Dims of an evaluation: mostly 1 to 4, now and then an empty record.
 int EvaluationDims(Rng& rng) { return rng.OneIn(16) ? rng.Int(-1, 0) : rng.Int(1, 4); }
@@ -730,6 +687,61 @@ std::vector<Row> MakeCatalogue() {
 
 }  // namespace
 
+Curve::Curve(std::initializer_list<double> p0, std::initializer_list<double> p1,
+             std::initializer_list<double> p2, std::initializer_list<double> p3)
+    : Curve(static_cast<int>(p0.size())) {
+  int i = 0;
+  for (auto point : {p0, p1, p2, p3}) std::copy(point.begin(), point.end(), &at(i++, 0));
+}
+
+void List::Dispose() {
+  if (handle != nullptr) SEQ_Dispose(handle, 0);
+  handle = nullptr;
+}
+
+void List::Fill(int32_t itemSize, int32_t count) {
+  SEQ_New(0, itemSize, 8, 1, &handle);
+  std::vector<unsigned char> item(static_cast<size_t>(itemSize));
+  for (int32_t i = 0; i < count; ++i) {
+    for (size_t b = 0; b + sizeof(double) <= item.size(); b += sizeof(double)) {
+      const double v = 1000.0 + i + static_cast<double>(b);
+      std::memcpy(&item[b], &v, sizeof v);
+    }
+    if (itemSize == 4) std::memcpy(item.data(), &i, sizeof i);
+    SEQ_Insert(item.data(), -1, handle);
+  }
+}
+
+std::vector<double> List::Doubles() const {
+  if (handle == nullptr) return {};
+  int32_t count, size;
+  const char* block = static_cast<const char*>(*handle);
+  std::memcpy(&count, block + SEQ_BLOCK_COUNT_OFFSET, sizeof count);
+  std::memcpy(&size, block + SEQ_BLOCK_ITEM_SIZE_OFFSET, sizeof size);
+  std::vector<double> out;
+  for (int32_t i = 0; i < count; ++i) {
+    const char* item = block + SEQ_BLOCK_ITEMS_OFFSET + static_cast<size_t>(i) * size;
+    if (size == 4) {
+      int32_t index;
+      std::memcpy(&index, item, sizeof index);
+      out.push_back(index);
+    }
+    for (int32_t b = 0; b + 8 <= size; b += 8) {
+      double v;
+      std::memcpy(&v, item + b, sizeof v);
+      out.push_back(v);
+    }
+  }
+  return out;
+}
+
+CapabilityPath::CapabilityPath(int32_t paired) : saved_(HS_G_CPU_DataP) {
+  record_[3] = paired;
+  HS_G_CPU_DataP = record_;
+}
+
+CapabilityPath::~CapabilityPath() { HS_G_CPU_DataP = saved_; }
+
 uint64_t Rng::Next() {
   if (data_ != nullptr) {  // the fuzzer's bytes, eight a number, then zeros
     uint64_t v = 0;
@@ -814,12 +826,12 @@ std::vector<std::string> RunPath(bool full) {
 std::vector<std::string> MergePaths(const std::vector<std::string>& scalar,
                                     const std::vector<std::string>& paired) {
   std::vector<std::string> table = {
-      "# CRV golden table: every row of the test catalogue (tests/support/catalogue.cpp) called",
-      "# on fixed seeded inputs.",
-      "# <row> <call> <result code and outputs, scalar path>[ | <the same, paired path>]",
+      "# CRV reference outputs: every row of the catalogue of exports",
+      "# (tools/catalogue/catalogue.cpp) called on fixed seeded inputs; crv selftest checks a build",
+      "# against them. <row> <call> <result code and outputs, scalar path>[ | <the same, paired>]",
       "# Doubles as 16 hex digits of their bits (NaN as nan); arrays of more than four as",
-      "# [length:FNV-1a hash of their bits] (golden_check --print --full prints them). Regenerate",
-      "# with golden_check --print > tests/golden/golden.txt only for a change that means to alter",
+      "# [length:FNV-1a hash of their bits] (crv selftest --print --full prints them). Regenerate",
+      "# with crv selftest --print > tests/golden/golden.txt only for a change that means to alter",
       "# results, and say why in its commit."};
   for (size_t i = 0; i < scalar.size() && i < paired.size(); ++i) {
     // Both lines start with the same "<row> <call> "; only the payloads may differ.
@@ -833,7 +845,7 @@ std::vector<std::string> MergePaths(const std::vector<std::string>& scalar,
 std::vector<std::string> GoldenTable(bool full) {
   std::vector<std::string> paths[2];
   for (int32_t paired : {0, 1}) {
-    const crvtest::CapabilityOverride record(paired);
+    const CapabilityPath record(paired);
     paths[paired] = RunPath(full);
   }
   return MergePaths(paths[0], paths[1]);

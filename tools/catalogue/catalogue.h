@@ -1,19 +1,84 @@
-// The catalogue of exports: one row per export (and per typed variant), each drawing valid inputs
-// from a seeded generator, making its one call and recording the result code and outputs. The
-// golden table, the thread run, the fault sweep, the allocation check and the fuzz target all run
-// these rows, so a new export needs one new row. Rows draw first use and reuse of a caller's list
-// and the curve shapes that take other branches at random; harnesses run them on both capability
-// paths.
-#ifndef CRV_TESTS_SUPPORT_CATALOGUE_H
-#define CRV_TESTS_SUPPORT_CATALOGUE_H
+// The catalogue of exports: one row per export (typed variants are exports of their own), each
+// drawing valid inputs from a seeded generator, making its one call and recording the result code
+// and outputs. `crv selftest` checks a build against the reference outputs it installs with; the
+// test suite's golden table, thread run, fault sweep, allocation check and fuzz target run the
+// same rows, so a new export needs one new row. Rows draw first use and reuse of a caller's list
+// and the curve shapes that take other branches at random; all run on both capability paths.
+#ifndef CRV_CATALOGUE_H
+#define CRV_CATALOGUE_H
 
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
+#include "crv/crv.h"
+#include "host/seq.h"
+
 namespace crvcat {
+
+// A CRV_Curve that owns its coordinates; copies rebind the record to their own storage.
+class Curve {
+ public:
+  explicit Curve(int dims = 0) : coords_(4 * static_cast<size_t>(dims > 0 ? dims : 0)) {
+    record_.dims = static_cast<int16_t>(dims);
+    Bind();
+  }
+  // Four points given as lists of equal length.
+  Curve(std::initializer_list<double> p0, std::initializer_list<double> p1,
+        std::initializer_list<double> p2, std::initializer_list<double> p3);
+  Curve(const Curve& other) : record_{other.record_.dims, {}}, coords_(other.coords_) { Bind(); }
+  Curve& operator=(const Curve& other) {
+    coords_ = other.coords_;
+    record_.dims = other.record_.dims;
+    Bind();
+    return *this;
+  }
+  int dims() const { return record_.dims; }
+  const CRV_Curve* get() const { return &record_; }
+  CRV_Curve* get() { return &record_; }
+  double& at(int point, int k) { return coords_[static_cast<size_t>(point * dims() + k)]; }
+  double at(int point, int k) const { return coords_[static_cast<size_t>(point * dims() + k)]; }
+  const std::vector<double>& coords() const { return coords_; }
+
+ private:
+  void Bind() {
+    for (int i = 0; i < 4; ++i) record_.ctpts[i] = coords_.data() + i * (dims() > 0 ? dims() : 0);
+  }
+  CRV_Curve record_{};
+  std::vector<double> coords_;
+};
+
+// A caller's host list variable, disposed of at the end of the scope.
+class List {
+ public:
+  List() = default;
+  List(const List&) = delete;
+  List& operator=(const List&) = delete;
+  ~List() { Dispose(); }
+  void Dispose();
+  SEQ_ListH* address() { return &handle; }
+  // A new list of `count` items of `itemSize` bytes, the doubles in them numbered.
+  void Fill(int32_t itemSize, int32_t count);
+  // The items read as doubles (item size a multiple of 8), or as int32_t indices.
+  std::vector<double> Doubles() const;
+  SEQ_ListH handle = nullptr;
+};
+
+// Points the host's capability record at one whose word 3 is `paired`, for one scope.
+class CapabilityPath {
+ public:
+  explicit CapabilityPath(int32_t paired);
+  CapabilityPath(const CapabilityPath&) = delete;
+  CapabilityPath& operator=(const CapabilityPath&) = delete;
+  ~CapabilityPath();
+
+ private:
+  const int32_t* saved_;
+  int32_t record_[8] = {};
+};
 
 // SplitMix64: the same numbers from every compiler and library (the standard distributions are
 // not pinned across implementations); doubles take the top 53 bits. A fuzzer may feed the raw
