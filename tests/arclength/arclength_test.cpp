@@ -99,6 +99,22 @@ TEST(ArcTable, HandCheckedAnswers) {
   EXPECT_EQ(Items(table.handle)[4], (Pair{1, length}));
 }
 
+// The header's limit: up to 1,800,000 samples the last entry's t is 1 within the lookups' key
+// tolerance, so s at t = 1 is the length (not the chord, 50) and t from s answers alike on the
+// call that builds the table and on one that reuses it.
+TEST(ArcTable, ConsistentAtTheStatedLimitOfSamples) {
+  constexpr int32_t kLimit = 1800000;
+  OwnedList table, fresh;
+  double length = 0, s = 0, first = 0, reused = 0;
+  ASSERT_EQ(CRV_BuildArcTable(kArch.get(), kLimit, &table.handle, &length), 0);
+  ASSERT_EQ(CRV_SFromT(kArch.get(), 1.0, kLimit, &table.handle, &s), 0);
+  EXPECT_EQ(s, length);
+  ASSERT_EQ(CRV_TFromS(kArch.get(), 60.0, kLimit, &fresh.handle, &first), 0);
+  ASSERT_EQ(CRV_TFromS(kArch.get(), 60.0, kLimit, &fresh.handle, &reused), 0);
+  EXPECT_EQ(first, reused);
+  EXPECT_NEAR(first, 0.862, 1e-3);
+}
+
 TEST(ArcLookups, TFromSInvertsSFromTOverRandomCurves) {
   // Both interpolate between the same entries, so t -> s -> t gives t back to rounding.
   Random random(601);
