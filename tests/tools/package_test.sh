@@ -11,7 +11,7 @@ prefix=$work/prefix
 cmake --install "$build" --prefix "$prefix" >"$work/install.log"
 
 libdir=$(dirname "$(find "$prefix" -name 'libcrv.so' -print -quit)")
-for f in include/crv/crv.h include/crv/crv.hpp include/crv/host/seq.h bin/crv \
+for f in include/crv/crv.h include/crv/crv.hpp include/crv/host/seq.h bin/crv share/crv/golden.txt \
          "${libdir#"$prefix"/}"/{libcrvhost.so,pkgconfig/crv.pc,cmake/crv/crvConfig.cmake}; do
   [ -e "$prefix/$f" ] || { echo "not installed: $f"; exit 1; }
 done
@@ -21,6 +21,7 @@ done
 soname=$(objdump -p "$libdir/libcrv.so" | awk '/SONAME/ {print $2}')
 [[ $soname == libcrv.so.* && -e $libdir/$soname ]] || { echo "no versioned SONAME ($soname)"; exit 1; }
 "$prefix/bin/crv" --version >/dev/null  # the tool finds its libraries by its own RUNPATH
+"$prefix/bin/crv" selftest  # the installed library reproduces the installed reference bits
 
 cmake -S "$source/examples" -B "$work/cmake" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" \
   -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_C_FLAGS="$extra" \

@@ -1,0 +1,101 @@
+// `crv selftest`: runs the catalogue of exports against the libcrv this program loaded and
+// compares every result code and output with the reference bits installed with the package. The
+// library's results are fixed bit for bit; a build that differs was compiled with other
+// floating-point settings or runs on another mathematical library, and the report says where.
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "catalogue/catalogue.h"
+#include "commands.h"
+
+namespace crvtool {
+namespace {
+
+namespace fs = std::filesystem;
+
+// The reference beside the installed tool: <prefix>/share/crv/golden.txt for <prefix>/bin/crv.
+std::string InstalledReference() {
+  std::error_code ec;
+  const fs::path exe = fs::read_symlink("/proc/self/exe", ec);
+  return (exe.parent_path().parent_path() / "share" / "crv" / "golden.txt").string();
+}
+
+// The calls of a table, "<row> <call>" to the payload, without the comment lines.
+std::map<std::string, std::string> Calls(std::istream& in) {
+  std::map<std::string, std::string> calls;
+  for (std::string line; std::getline(in, line);) {
+    const size_t call = line.find(' '), payload = line.find(' ', call + 1);
+    if (line.empty() || line[0] == '#' || payload == std::string::npos) continue;
+    calls[line.substr(0, payload)] = line.substr(payload + 1);
+  }
+  return calls;
+}
+
+// The first word at which two payloads differ, as "reference W, this build W'" (doubles are the
+// hex digits of their bits), and both payloads whole.
+std::string Difference(const std::string& want, const std::string& got) {
+  std::istringstream a(want), b(got);
+  std::string x, y;
+  while (true) {
+    const bool more = static_cast<bool>(a >> x), other = static_cast<bool>(b >> y);
+    if (!more || !other || x != y) {
+      x = more ? x : "(nothing)";
+      y = other ? y : "(nothing)";
+      break;
+    }
+  }
+  return "reference " + x + ", this build " + y + "\n    reference:  " + want +
+         "\n    this build: " + got + "\n";
+}
+
+void Run(const Args& a, Session& s) {
+  if (a["--print"].given) {
+    for (const std::string& line : crvcat::GoldenTable(a["--full"].given)) s.out << line << '\n';
+    return;
+  }
+  if (!crvcat::HasPairedPath())
+    throw InputError("this processor has no paired (SSE3) path, which the reference covers");
+  const std::string path = a["--reference"].given ? a["--reference"].text : InstalledReference();
+  std::ifstream file(path);
+  if (!file) throw InputError("cannot read the reference " + Quote(path) + " (see --reference)");
+  const std::map<std::string, std::string> reference = Calls(file);
+  std::istringstream built;
+  std::string table;
+  for (const std::string& line : crvcat::GoldenTable()) table += line + '\n';
+  built.str(table);
+  const std::map<std::string, std::string> actual = Calls(built);
+
+  std::string report;
+  int passed = 0;
+  for (const crvcat::Row& row : crvcat::Catalogue()) {
+    std::string first;
+    for (int i = 0; i < row.calls && first.empty(); ++i) {
+      const std::string key = row.name + " " + std::to_string(i);
+      const auto want = reference.find(key);
+      const std::string got = actual.at(key);
+      if (want == reference.end())
+        first = row.name + " call " + std::to_string(i) + ": not in the reference\n";
+      else if (want->second != got)
+        first = row.name + " call " + std::to_string(i) + ": " + Difference(want->second, got);
+    }
+    passed += first.empty();
+    report += first;
+  }
+  const size_t rows = crvcat::Catalogue().size();
+  s.out << passed << "/" << rows << " exports reproduce the reference bits\n";
+  if (report.empty()) return;
+  s.out << report
+        << "Bits that differ mean this libcrv was built or runs differently from the one that made "
+           "the reference:\nmultiply-adds contracted into fused ones (-ffp-contract=fast, the "
+           "default of some compilers,\nor an -march that enables FMA), -ffast-math or -Ofast, or "
+           "another standard mathematical\nlibrary (sqrt, cbrt, acos, cos). Build libcrv with "
+           "-ffp-contract=off and without fast-math.\n";
+  s.status = 1;
+}
+
+const Registered kRegistered("selftest", Run);
+
+}  // namespace
+}  // namespace crvtool
