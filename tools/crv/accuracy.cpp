@@ -201,19 +201,37 @@ Curve Place(Rng& r, std::vector<double> xy, double lo, double hi) {
 
 std::vector<Family> Families(Rng& r) {
   std::vector<Family> f{
-      {"easing", "easing curves (0,0) (x1,y1) (x2,y2) (1,1), all four handle coordinates in [0, 1]", true, {}},
-      {"overshoot", "easing curves with x1, x2 in [0, 1] and y1 in [-1, 0), y2 in (1, 2]: values beyond [0, 1]", true, {}},
+      {"easing",
+       "easing curves (0,0) (x1,y1) (x2,y2) (1,1), all four handle coordinates in [0, 1]",
+       true,
+       {}},
+      {"overshoot",
+       "easing curves with x1, x2 in [0, 1] and y1 in [-1, 0), y2 in (1, 2]: values beyond [0, 1]",
+       true,
+       {}},
       {"remap", "time remaps: x and y both rising, over 1 to 1000 frames", true, {}},
       {"loops", "curves that cross themselves, rotated, scaled by 1 to 100", false, {}},
-      {"cusps", "(-a,0) (a,h) (-a,h) (a,0), a cusp at t = 0.5 up to the rounding of rotation and scale", false, {}},
-      {"straight", "near-straight curves: handles on the chord, off it by 1e-8 to 1e-2 of its length", false, {}},
-      {"scaled", "random control points in the unit square, scaled by 1e-3 to 1e6: short and long curves", false, {}}};
+      {"cusps",
+       "(-a,0) (a,h) (-a,h) (a,0), a cusp at t = 0.5 up to the rounding of rotation and scale",
+       false,
+       {}},
+      {"straight",
+       "near-straight curves: handles on the chord, off it by 1e-8 to 1e-2 of its length",
+       false,
+       {}},
+      {"scaled",
+       "random control points in the unit square, scaled by 1e-3 to 1e6: short and long curves",
+       false,
+       {}}};
   for (int i = 0; i < kCurvesPerFamily; ++i) {
-    f[0].curves.push_back(Curve(2, {0, 0, r.Uniform(0, 1), r.Uniform(0, 1), r.Uniform(0, 1), r.Uniform(0, 1), 1, 1}));
-    const double x1 = r.Uniform(0, 1), y1 = r.Uniform(-1, 0), x2 = r.Uniform(0, 1), y2 = r.Uniform(1, 2);
+    f[0].curves.push_back(
+        Curve(2, {0, 0, r.Uniform(0, 1), r.Uniform(0, 1), r.Uniform(0, 1), r.Uniform(0, 1), 1, 1}));
+    const double x1 = r.Uniform(0, 1), y1 = r.Uniform(-1, 0), x2 = r.Uniform(0, 1),
+                 y2 = r.Uniform(1, 2);
     f[1].curves.push_back(Curve(2, {0, 0, x1, y1, x2, y2, 1, 1}));
     const double span = std::pow(10.0, r.Uniform(0, 3));
-    double x[4] = {0, r.Uniform(0, span), r.Uniform(0, span), span}, y[4] = {0, r.Uniform(0, span), r.Uniform(0, span), span * r.Uniform(0.2, 2)};
+    double x[4] = {0, r.Uniform(0, span), r.Uniform(0, span), span},
+           y[4] = {0, r.Uniform(0, span), r.Uniform(0, span), span * r.Uniform(0.2, 2)};
     std::sort(x, x + 4);
     std::sort(y, y + 4);
     f[2].curves.push_back(Curve(2, {x[0], y[0], x[1], y[1], x[2], y[2], x[3], y[3]}));
@@ -222,7 +240,10 @@ std::vector<Family> Families(Rng& r) {
     const double a = r.Uniform(0.5, 2), ch = r.Uniform(0.5, 2);
     f[4].curves.push_back(Place(r, {-a, 0, a, ch, -a, ch, a, 0}, 0, 2));
     const double e = std::pow(10.0, r.Uniform(-8, -2));
-    f[5].curves.push_back(Place(r, {0, 0, r.Uniform(0.1, 0.5), e * r.Uniform(-1, 1), r.Uniform(0.5, 0.9), e * r.Uniform(-1, 1), 1, 0}, 0, 2));
+    f[5].curves.push_back(Place(r,
+                                {0, 0, r.Uniform(0.1, 0.5), e * r.Uniform(-1, 1),
+                                 r.Uniform(0.5, 0.9), e * r.Uniform(-1, 1), 1, 0},
+                                0, 2));
     std::vector<double> u(8);
     for (double& v : u) v = r.Uniform(0, 1);
     f[6].curves.push_back(Place(r, u, -3, 6));
@@ -236,7 +257,8 @@ Curve Lift(Rng& r, const Curve& c) {
   for (int k = 0; k < 2; ++k)
     for (int i = 0; i < 4; ++i) extent = std::max(extent, std::fabs(c.At(i, k) - c.At(0, k)));
   std::vector<double> xyz;
-  for (int i = 0; i < 4; ++i) xyz.insert(xyz.end(), {c.At(i, 0), c.At(i, 1), extent * r.Uniform(-0.5, 0.5)});
+  for (int i = 0; i < 4; ++i)
+    xyz.insert(xyz.end(), {c.At(i, 0), c.At(i, 1), extent * r.Uniform(-0.5, 0.5)});
   return Curve(3, xyz);
 }
 
@@ -290,9 +312,14 @@ std::string E(double v) {
 
 void MeasureEvaluation(Rng& r, const std::vector<Family>& families, Report& report) {
   Section& point = Add(report, "CRV_EvaluatePoint, CRV_EvaluateDeriv, CRV_EvaluateDeriv2",
-                       "The largest coordinate error of B, B' and B'' at 16 random t in [0, 1], against the Bernstein form.");
-  Section& points = Add(report, "CRV_EvaluatePoints", "B at 1001 even parameters by forward differencing: the largest coordinate error over the run.");
-  Section& bounds = Add(report, "CRV_EvaluateBounds", "The largest error of a minimum or maximum against the true extrema (the roots of B' polished by Newton).");
+                       "The largest coordinate error of B, B' and B'' at 16 random t in [0, 1], "
+                       "against the Bernstein form.");
+  Section& points = Add(report, "CRV_EvaluatePoints",
+                        "B at 1001 even parameters by forward differencing: the largest coordinate "
+                        "error over the run.");
+  Section& bounds = Add(report, "CRV_EvaluateBounds",
+                        "The largest error of a minimum or maximum against the true extrema (the "
+                        "roots of B' polished by Newton).");
   for (const Family& f : families)
     for (const Curve& c : f.curves) {
       for (int i = 0; i < 16; ++i) {
@@ -303,14 +330,16 @@ void MeasureEvaluation(Rng& r, const std::vector<Family>& families, Report& repo
         Check(CRV_EvaluateDeriv2(c.Record(), t, out[2]), "CRV_EvaluateDeriv2");
         double e = 0;
         for (int order = 0; order < 3; ++order)
-          for (int k = 0; k < 2; ++k) e = std::max<double>(e, std::fabs(out[order][k] - Bez(c, k, t, order)));
+          for (int k = 0; k < 2; ++k)
+            e = std::max<double>(e, std::fabs(out[order][k] - Bez(c, k, t, order)));
         point.Row(f.name).Add(e, [&] { return In(c) + ", t = " + Num(t); });
       }
       std::vector<double> xy(2 * 1001);
       Check(CRV_EvaluatePoints(c.Record(), 0, 1, 1001, xy.data()), "CRV_EvaluatePoints");
       double e = 0;
       for (int i = 0; i < 1001; ++i)
-        for (int k = 0; k < 2; ++k) e = std::max<double>(e, std::fabs(xy[2 * i + k] - Bez(c, k, i / 1000.0L)));
+        for (int k = 0; k < 2; ++k)
+          e = std::max<double>(e, std::fabs(xy[2 * i + k] - Bez(c, k, i / 1000.0L)));
       points.Row(f.name).Add(e, [&] { return In(c); });
       double lo[2], hi[2];
       Check(CRV_EvaluateBounds(c.Record(), lo, hi), "CRV_EvaluateBounds");
@@ -325,12 +354,21 @@ void MeasureEvaluation(Rng& r, const std::vector<Family>& families, Report& repo
 }
 
 void MeasureFunctionCurves(Rng& r, const std::vector<Family>& families, Report& report) {
-  Section& tx = Add(report, "CRV_TFromX", "Parameter error |t - t*| at 24 random times x inside the span; t* by bisection on x(t).");
+  Section& tx = Add(
+      report, "CRV_TFromX",
+      "Parameter error |t - t*| at 24 random times x inside the span; t* by bisection on x(t).");
   Section& yx = Add(report, "CRV_EvaluateYFromX", "Value error |y - y(t*)| at the same times.");
-  Section& d1 = Add(report, "CRV_Evaluate1dDerivFromX", "Slope error against y'(t*) / x'(t*), where |x'(t*)| >= 1e-12 (below, the library answers a sentinel).");
-  Section& d2 = Add(report, "CRV_Evaluate1dDeriv2FromX", "Error of y''(t) / x'(t) against its value at t*, where |x'(t*)| >= 1e-12.");
-  Section& av = Add(report, "CRV_EvaluateYAverageFromXToX", "Error of the mean of y over the parameter between two random times, against Gauss-Legendre quadrature (exact for a cubic) between their t*.");
-  Section& ty = Add(report, "CRV_TFromY, CRV_EvaluateXFromY", "On the rising values of the time remaps: the larger of the parameter error and the time error at 24 random values.");
+  Section& d1 = Add(report, "CRV_Evaluate1dDerivFromX",
+                    "Slope error against y'(t*) / x'(t*), where |x'(t*)| >= 1e-12 (below, the "
+                    "library answers a sentinel).");
+  Section& d2 = Add(report, "CRV_Evaluate1dDeriv2FromX",
+                    "Error of y''(t) / x'(t) against its value at t*, where |x'(t*)| >= 1e-12.");
+  Section& av = Add(report, "CRV_EvaluateYAverageFromXToX",
+                    "Error of the mean of y over the parameter between two random times, against "
+                    "Gauss-Legendre quadrature (exact for a cubic) between their t*.");
+  Section& ty = Add(report, "CRV_TFromY, CRV_EvaluateXFromY",
+                    "On the rising values of the time remaps: the larger of the parameter error "
+                    "and the time error at 24 random values.");
   for (const Family& f : families) {
     if (!f.function) continue;
     for (const Curve& c : f.curves) {
@@ -356,7 +394,8 @@ void MeasureFunctionCurves(Rng& r, const std::vector<Family>& families, Report& 
         const LD mean = t2 == t ? Bez(c, 1, t) : kGauss.Rule(value, t, t2) / (t2 - t);
         double average = 0;
         Check(CRV_EvaluateYAverageFromXToX(rec, x, x2, &average), "CRV_EvaluateYAverageFromXToX");
-        av.Row(f.name).Add(std::fabs(average - mean), [&] { return In(c) + ", x1 = " + Num(x) + ", x2 = " + Num(x2); });
+        av.Row(f.name).Add(std::fabs(average - mean),
+                           [&] { return In(c) + ", x1 = " + Num(x) + ", x2 = " + Num(x2); });
         if (f.name != "remap") continue;
         const double v = r.Uniform(c.At(0, 1), c.At(3, 1));
         const LD tv = Solve(c, 1, v);
@@ -371,12 +410,21 @@ void MeasureFunctionCurves(Rng& r, const std::vector<Family>& families, Report& 
 }
 
 void MeasureArcLength(Rng& r, const std::vector<Family>& families, Report& report) {
-  Section& total = Add(report, "CRV_BuildArcTable (total length)", "|L - L*| for a table of 128 samples; L* by adaptive Gauss-Legendre quadrature of |B'|.");
+  Section& total =
+      Add(report, "CRV_BuildArcTable (total length)",
+          "|L - L*| for a table of 128 samples; L* by adaptive Gauss-Legendre quadrature of |B'|.");
   Section& sft = Add(report, "CRV_SFromT", "|s - s*(t)| at 8 random t, table of 128 samples.");
-  Section& tfs = Add(report, "CRV_TFromS", "|t - t*(s)| at 8 random s in (0, L), table of 128 samples; t* by Newton on the quadrature.");
-  Section& pfs = Add(report, "CRV_EvaluatePointFromS", "Distance from the point to B(t*(s)), same s and table.");
-  Section& spl = Add(report, "CRV_TFromSSpline", "|t - t*(s)| at the same s through the arc-length spline with bound (L/1000)^2.");
-  Section& byd = Add(report, "CRV_EvaluateByDistance", "The longest arc between consecutive points less the distance asked, L/16 (negative: every arc is shorter).");
+  Section& tfs = Add(
+      report, "CRV_TFromS",
+      "|t - t*(s)| at 8 random s in (0, L), table of 128 samples; t* by Newton on the quadrature.");
+  Section& pfs = Add(report, "CRV_EvaluatePointFromS",
+                     "Distance from the point to B(t*(s)), same s and table.");
+  Section& spl =
+      Add(report, "CRV_TFromSSpline",
+          "|t - t*(s)| at the same s through the arc-length spline with bound (L/1000)^2.");
+  Section& byd = Add(report, "CRV_EvaluateByDistance",
+                     "The longest arc between consecutive points less the distance asked, L/16 "
+                     "(negative: every arc is shorter).");
   for (const Family& f : families)
     for (const Curve& c : f.curves) {
       const CRV_Curve* rec = c.Record();
@@ -390,12 +438,14 @@ void MeasureArcLength(Rng& r, const std::vector<Family>& families, Report& repor
         const double t = r.Uniform(0, 1), s = double(length) * r.Uniform(0, 1);
         double ls = 0, lt = 0, st = 0, p[2];
         Check(CRV_SFromT(rec, t, kTableSamples, &table.handle, &ls), "CRV_SFromT");
-        sft.Row(f.name).Add(std::fabs(ls - Arc(c, 0, t)), [&] { return In(c) + ", t = " + Num(t); });
+        sft.Row(f.name).Add(std::fabs(ls - Arc(c, 0, t)),
+                            [&] { return In(c) + ", t = " + Num(t); });
         const LD ts = TAtArc(c, s, length);
         auto at = [&] { return In(c) + ", s = " + Num(s); };
         Check(CRV_TFromS(rec, s, kTableSamples, &table.handle, &lt), "CRV_TFromS");
         tfs.Row(f.name).Add(std::fabs(lt - ts), at);
-        Check(CRV_EvaluatePointFromS(rec, s, kTableSamples, &table.handle, p), "CRV_EvaluatePointFromS");
+        Check(CRV_EvaluatePointFromS(rec, s, kTableSamples, &table.handle, p),
+              "CRV_EvaluatePointFromS");
         pfs.Row(f.name).Add(std::sqrt(double(DistSq(c, ts, p, 2))), at);
         Check(CRV_TFromSSpline(rec, s, bound, &spline.handle, &st), "CRV_TFromSSpline");
         spl.Row(f.name).Add(std::fabs(st - ts), at);
@@ -426,7 +476,8 @@ LD FitError(const std::vector<double>& samples, const std::vector<double>& chain
     LD best = INFINITY;
     for (size_t j = 0; j + 7 < chain.size(); j += 6) {
       const Curve seg(2, std::vector<double>(chain.begin() + j, chain.begin() + j + 8));
-      best = std::min(best, Minimize([&](LD t) { return DistSq(seg, t, &samples[i], 2); }, 0, 1, 64));
+      best =
+          std::min(best, Minimize([&](LD t) { return DistSq(seg, t, &samples[i], 2); }, 0, 1, 64));
     }
     worst = std::max(worst, best);
   }
@@ -434,8 +485,13 @@ LD FitError(const std::vector<double>& samples, const std::vector<double>& chain
 }
 
 void MeasureFits(Rng& r, const std::vector<Family>& families, Report& report) {
-  Section& one = Add(report, "CRV_FitOneCurve", "40 samples of the curve, jittered by 1e-3 of its extent, fitted with bound (extent/100)^2 and 3 tangent samples: the largest squared distance of a sample to the cubic, as a fraction of the bound (1 = at the bound).");
-  Section& many = Add(report, "CRV_FitMultipleCurves", "The same samples and bound: the largest squared distance of a sample to the chain, as a fraction of the bound.");
+  Section& one = Add(report, "CRV_FitOneCurve",
+                     "40 samples of the curve, jittered by 1e-3 of its extent, fitted with bound "
+                     "(extent/100)^2 and 3 tangent samples: the largest squared distance of a "
+                     "sample to the cubic, as a fraction of the bound (1 = at the bound).");
+  Section& many = Add(report, "CRV_FitMultipleCurves",
+                      "The same samples and bound: the largest squared distance of a sample to the "
+                      "chain, as a fraction of the bound.");
   for (const Family& f : families)
     for (const Curve& c : f.curves) {
       double extent = 0;
@@ -446,14 +502,18 @@ void MeasureFits(Rng& r, const std::vector<Family>& families, Report& report) {
       }
       std::vector<double> samples;
       for (int i = 0; i < 40; ++i)
-        for (int k = 0; k < 2; ++k) samples.push_back(double(Bez(c, k, i / 39.0L)) + extent * 1e-3 * r.Uniform(-1, 1));
+        for (int k = 0; k < 2; ++k)
+          samples.push_back(double(Bez(c, k, i / 39.0L)) + extent * 1e-3 * r.Uniform(-1, 1));
       const double bound = extent * extent * 1e-4;
       Curve fitted(2);
       Check(CRV_FitOneCurve(samples.data(), 40, bound, 3, fitted.Record()), "CRV_FitOneCurve");
-      one.Row(f.name).Add(double(FitError(samples, fitted.Coords()) / bound), [&] { return In(c); });
+      one.Row(f.name).Add(double(FitError(samples, fitted.Coords()) / bound),
+                          [&] { return In(c); });
       OwnedList chain;
-      Check(CRV_FitMultipleCurves(samples.data(), 2, 40, bound, &chain.handle), "CRV_FitMultipleCurves");
-      many.Row(f.name).Add(double(FitError(samples, chain.Doubles(2)) / bound), [&] { return In(c); });
+      Check(CRV_FitMultipleCurves(samples.data(), 2, 40, bound, &chain.handle),
+            "CRV_FitMultipleCurves");
+      many.Row(f.name).Add(double(FitError(samples, chain.Doubles(2)) / bound),
+                           [&] { return In(c); });
     }
 }
 
@@ -471,8 +531,13 @@ LD Deviation(const Curve& c, const std::vector<double>& xy) {
 }
 
 void MeasureFlattening(const std::vector<Family>& families, Report& report) {
-  Section& adaptive = Add(report, "CRV_EvaluateAdaptively", "With CRV_IsLinearFunc (angle tolerance 5e-4, depths 2 to 10, the tool's defaults): the largest vertical distance, in value units, between the function curve and the polyline.");
-  Section& interp = Add(report, "CRV_LinearlyInterpolateCurve", "The same test, the polyline of piece midpoints from P0.x to P3.x: the largest vertical distance.");
+  Section& adaptive = Add(
+      report, "CRV_EvaluateAdaptively",
+      "With CRV_IsLinearFunc (angle tolerance 5e-4, depths 2 to 10, the tool's defaults): the "
+      "largest vertical distance, in value units, between the function curve and the polyline.");
+  Section& interp = Add(report, "CRV_LinearlyInterpolateCurve",
+                        "The same test, the polyline of piece midpoints from P0.x to P3.x: the "
+                        "largest vertical distance.");
   CRV_LinearityParams params{0, 5e-4, CRV_LINEARITY_CHECK_WORD, 2, 10};
   for (const Family& f : families) {
     if (!f.function) continue;
@@ -482,18 +547,32 @@ void MeasureFlattening(const std::vector<Family>& families, Report& report) {
       Check(SEQ_New(0, 16, 32, 1, &b.handle), "SEQ_New");
       bool have = false;
       double lo = 0, hi = 0;
-      Check(CRV_EvaluateAdaptively(CRV_IsLinearCallback, &params, nullptr, nullptr, c.Record(), &have, &lo, &hi, &a.handle), "CRV_EvaluateAdaptively");
+      Check(CRV_EvaluateAdaptively(CRV_IsLinearCallback, &params, nullptr, nullptr, c.Record(),
+                                   &have, &lo, &hi, &a.handle),
+            "CRV_EvaluateAdaptively");
       adaptive.Row(f.name).Add(double(Deviation(c, a.Doubles(2))), [&] { return In(c); });
-      Check(CRV_LinearlyInterpolateCurve(CRV_IsLinearCallback, &params, c.At(0, 0), c.At(3, 0), c.Record(), &have, &lo, &hi, &b.handle), "CRV_LinearlyInterpolateCurve");
+      Check(CRV_LinearlyInterpolateCurve(CRV_IsLinearCallback, &params, c.At(0, 0), c.At(3, 0),
+                                         c.Record(), &have, &lo, &hi, &b.handle),
+            "CRV_LinearlyInterpolateCurve");
       interp.Row(f.name).Add(double(Deviation(c, b.Doubles(2))), [&] { return In(c); });
     }
   }
 }
 
 void MeasureSpace(Rng& r, const std::vector<Family>& families, Report& report) {
-  Section& screen = Add(report, "CRV_3DScreenCurveAdaptiveEvaluator", "The curve lifted to 3-D (z within half its extent), fitted into a cube of side 200 at the origin, seen in perspective (focal length 400, eye at z = -400), tolerance 0.5: the largest screen distance from the screen cubics (17 points each) to the exact projection.");
-  Section& nearest = Add(report, "CRV_NearestPointOnCurve", "At 8 random points in the curve's box widened by a fifth: the distance to B(t) less the least distance (dense search and golden-section refinement).");
-  Section& plane = Add(report, "CRV_IntersectPlane", "The lifted curve against 4 planes through random curve points with random normals: the largest parameter distance between the roots and those found by bisection in long double (infinite: a root missed).");
+  Section& screen = Add(
+      report, "CRV_3DScreenCurveAdaptiveEvaluator",
+      "The curve lifted to 3-D (z within half its extent), fitted into a cube of side 200 at the "
+      "origin, seen in perspective (focal length 400, eye at z = -400), tolerance 0.5: the largest "
+      "screen distance from the screen cubics (17 points each) to the exact projection.");
+  Section& nearest =
+      Add(report, "CRV_NearestPointOnCurve",
+          "At 8 random points in the curve's box widened by a fifth: the distance to B(t) less the "
+          "least distance (dense search and golden-section refinement).");
+  Section& plane = Add(report, "CRV_IntersectPlane",
+                       "The lifted curve against 4 planes through random curve points with random "
+                       "normals: the largest parameter distance between the roots and those found "
+                       "by bisection in long double (infinite: a root missed).");
   const GEO_Matrix4 camera{{{400, 0, 0, 0}, {0, 400, 0, 0}, {0, 0, 1, 0}, {0, 0, 1, 400}}};
   for (const Family& f : families)
     for (const Curve& flat : f.curves) {
@@ -513,20 +592,24 @@ void MeasureSpace(Rng& r, const std::vector<Family>& families, Report& report) {
         for (int i = 0; i <= 16; ++i) {
           const LD qx = Bez(piece, 0, i / 16.0L), qy = Bez(piece, 1, i / 16.0L);
           auto d = [&](LD t) {
-            const LD w = Bez(cube, 2, t) + 400, x = 400 * Bez(cube, 0, t) / w - qx, y = 400 * Bez(cube, 1, t) / w - qy;
+            const LD w = Bez(cube, 2, t) + 400, x = 400 * Bez(cube, 0, t) / w - qx,
+                     y = 400 * Bez(cube, 1, t) / w - qy;
             return x * x + y * y;
           };
           worst = std::max(worst, std::sqrt(Minimize(d, 0, 1)));
         }
       }
-      screen.Row(f.name).Add(double(worst), [&] { return In(cube) + ", " + Count(pieces.size(), "piece"); });
+      screen.Row(f.name).Add(double(worst),
+                             [&] { return In(cube) + ", " + Count(pieces.size(), "piece"); });
 
       for (int i = 0; i < 8; ++i) {
         double q[2];
-        for (int k = 0; k < 2; ++k) q[k] = lo[k] - (hi[k] - lo[k]) * 0.1 + (hi[k] - lo[k]) * 1.2 * r.Uniform(0, 1);
+        for (int k = 0; k < 2; ++k)
+          q[k] = lo[k] - (hi[k] - lo[k]) * 0.1 + (hi[k] - lo[k]) * 1.2 * r.Uniform(0, 1);
         const double t = CRV_NearestPointOnCurve({q[0], q[1]}, flat.As2D());
         const LD best = std::sqrt(Minimize([&](LD u) { return DistSq(flat, u, q, 2); }, 0, 1));
-        nearest.Row(f.name).Add(double(std::sqrt(DistSq(flat, t, q, 2)) - best), [&] { return In(flat) + ", point " + Point(q, 2); });
+        nearest.Row(f.name).Add(double(std::sqrt(DistSq(flat, t, q, 2)) - best),
+                                [&] { return In(flat) + ", point " + Point(q, 2); });
       }
 
       for (int i = 0; i < 4; ++i) {
@@ -537,7 +620,9 @@ void MeasureSpace(Rng& r, const std::vector<Family>& families, Report& report) {
         double p0[3];
         Check(CRV_EvaluatePoint(c.Record(), t0, p0), "CRV_EvaluatePoint");
         e.d = -(e.a * p0[0] + e.b * p0[1] + e.c * p0[2]);
-        auto g = [&](LD t) { return e.a * Bez(c, 0, t) + e.b * Bez(c, 1, t) + e.c * Bez(c, 2, t) + e.d; };
+        auto g = [&](LD t) {
+          return e.a * Bez(c, 0, t) + e.b * Bez(c, 1, t) + e.c * Bez(c, 2, t) + e.d;
+        };
         std::vector<LD> roots;  // sign changes over 1024 cells, each bisected to the last bit
         for (int j = 0; j < 1024; ++j) {
           LD a = j / 1024.0L, b = (j + 1) / 1024.0L;
@@ -560,7 +645,8 @@ void MeasureSpace(Rng& r, const std::vector<Family>& families, Report& report) {
           return most;
         };
         plane.Row(f.name).Add(double(std::max(far(ts, roots), far(roots, ts))), [&] {
-          return In(c) + ", plane " + Num(e.a) + " x + " + Num(e.b) + " y + " + Num(e.c) + " z + " + Num(e.d);
+          return In(c) + ", plane " + Num(e.a) + " x + " + Num(e.b) + " y + " + Num(e.c) + " z + " +
+                 Num(e.d);
         });
       }
     }
@@ -570,7 +656,8 @@ void MeasureSpace(Rng& r, const std::vector<Family>& families, Report& report) {
 
 std::string PlotTFromX() {
   const Curve c(2, {0, 0, 0.25, 0.1, 0.25, 1, 1, 1});
-  Figure fig("Error of CRV_TFromX on the easing curve (0,0) (0.25,0.1) (0.25,1) (1,1)", Figure::Frame::kFunction);
+  Figure fig("Error of CRV_TFromX on the easing curve (0,0) (0.25,0.1) (0.25,1) (1,1)",
+             Figure::Frame::kFunction);
   fig.Axes("time x", "|t - t*|");
   fig.Subtitle("999 even times; t* by bisection in long double");
   std::vector<svg::Point> pts;
@@ -586,25 +673,31 @@ std::string PlotTFromX() {
 const Curve kArch(2, {0, 0, 10, 30, 40, 30, 50, 0});
 
 std::string PlotArcTable() {
-  Figure fig("Error of the arc-length table's total length against its samples", Figure::Frame::kFunction);
+  Figure fig("Error of the arc-length table's total length against its samples",
+             Figure::Frame::kFunction);
   fig.Axes("log10 n (samples)", "log10 |L - L*|");
-  fig.Subtitle("curve (0,0) (10,30) (40,30) (50,0), L* = 71.9 by quadrature; an exact 0 is drawn at -20");
+  fig.Subtitle(
+      "curve (0,0) (10,30) (40,30) (50,0), L* = 71.9 by quadrature; an exact 0 is drawn at -20");
   const LD length = Arc(kArch, 0, 1);
   std::vector<svg::Point> pts;
   for (int n = 2; n <= 4096; n = std::max(n + 1, int(n * 1.15))) {
     OwnedList table;
     double L = 0;
     Check(CRV_BuildArcTable(kArch.Record(), n, &table.handle, &L), "CRV_BuildArcTable");
-    pts.push_back({std::log10(double(n)), std::log10(std::max(std::fabs(double(L - length)), 1e-20))});
+    pts.push_back(
+        {std::log10(double(n)), std::log10(std::max(std::fabs(double(L - length)), 1e-20))});
   }
   fig.Polyline(pts, ink::kBlue, "table total");
   return fig.Svg();
 }
 
 std::string PlotTFromS() {
-  Figure fig("Error of t at arc length along the curve (0,0) (10,30) (40,30) (50,0)", Figure::Frame::kFunction);
+  Figure fig("Error of t at arc length along the curve (0,0) (10,30) (40,30) (50,0)",
+             Figure::Frame::kFunction);
   fig.Axes("arc length s", "|t - t*|");
-  fig.Subtitle("table of 128 samples (blue) and arc-length spline with bound (L/1000)^2 (red); t* by Newton on quadrature");
+  fig.Subtitle(
+      "table of 128 samples (blue) and arc-length spline with bound (L/1000)^2 (red); t* by Newton "
+      "on quadrature");
   const LD length = Arc(kArch, 0, 1);
   OwnedList table, spline;
   std::vector<svg::Point> a, b;
@@ -613,7 +706,8 @@ std::string PlotTFromS() {
     const LD ts = TAtArc(kArch, s, length);
     double t1 = 0, t2 = 0;
     Check(CRV_TFromS(kArch.Record(), s, kTableSamples, &table.handle, &t1), "CRV_TFromS");
-    Check(CRV_TFromSSpline(kArch.Record(), s, double(length * length) * 1e-6, &spline.handle, &t2), "CRV_TFromSSpline");
+    Check(CRV_TFromSSpline(kArch.Record(), s, double(length * length) * 1e-6, &spline.handle, &t2),
+          "CRV_TFromSSpline");
     a.push_back({s, double(std::fabs(t1 - ts))});
     b.push_back({s, double(std::fabs(t2 - ts))});
   }
@@ -650,11 +744,13 @@ std::string Document(const std::vector<Family>& families, const Report& report) 
     md += "- **" + f.name + "** (" + std::to_string(f.curves.size()) + "): " + f.what + "\n";
   md += "\n## Results\n";
   for (const Section& s : report) {
-    md += "\n### " + s.title + "\n\n" + s.how + "\n\n| family | median | largest | input of the largest |\n|---|---|---|---|\n";
+    md += "\n### " + s.title + "\n\n" + s.how +
+          "\n\n| family | median | largest | input of the largest |\n|---|---|---|---|\n";
     for (const Stat& row : s.rows) {
       std::vector<double> e = row.errors;
       std::sort(e.begin(), e.end());
-      md += "| " + row.family + " | " + E(e[e.size() / 2]) + " | " + E(row.worst) + " | " + row.input + " |\n";
+      md += "| " + row.family + " | " + E(e[e.size() / 2]) + " | " + E(row.worst) + " | " +
+            row.input + " |\n";
     }
   }
   md +=
@@ -682,12 +778,16 @@ std::string Document(const std::vector<Family>& families, const Report& report) 
       "coincident samples with bound 0 give no answer within 10 s).\n"
       "3. Screen projection: a piece is tested against the tolerance at its parameters 1/4 and "
       "3/4 only, so between them it may stray further: with tolerance 0.5 the measured screen "
-      "distance reaches " + E(Largest(report, "CRV_3DScreenCurveAdaptiveEvaluator")) + ".\n"
+      "distance reaches " +
+      E(Largest(report, "CRV_3DScreenCurveAdaptiveEvaluator")) +
+      ".\n"
       "4. Single-curve fits deliver their last curve whether or not it meets the bound: on loops "
-      "and cusps the largest squared distance reaches " + E(Largest(report, "CRV_FitOneCurve")) +
+      "and cusps the largest squared distance reaches " +
+      E(Largest(report, "CRV_FitOneCurve")) +
       " times the bound. Chains of curves meet it.\n"
       "5. Nearest point: the distance found exceeds the least by up to " +
-      E(Largest(report, "CRV_NearestPointOnCurve")) + " on the scaled curves (a relative error "
+      E(Largest(report, "CRV_NearestPointOnCurve")) +
+      " on the scaled curves (a relative error "
       "near 1e-4 at 1e6), while the medians stay near the rounding.\n"
       "6. Errors of points, lengths and distances are absolute and grow with the coordinates: "
       "the scaled family, up to 1e6, carries the largest of most tables.\n";
@@ -701,7 +801,8 @@ void WriteAll(const fs::path& dir, const std::vector<std::pair<std::string, std:
   for (const auto& [name, text] : files) {
     struct stat st;
     if (lstat((dir / name).c_str(), &st) == 0 && S_ISLNK(st.st_mode))
-      throw InputError("--out: " + Quote((dir / name).string()) + " is a symbolic link; crv accuracy writes only its own files in DIR");
+      throw InputError("--out: " + Quote((dir / name).string()) +
+                       " is a symbolic link; crv accuracy writes only its own files in DIR");
   }
   for (const auto& [name, text] : files) WriteFileSafely((dir / name).string(), text, "--out");
 }
