@@ -99,6 +99,18 @@ TEST(ArcTable, HandCheckedAnswers) {
   EXPECT_EQ(Items(table.handle)[4], (Pair{1, length}));
 }
 
+// Handles count as retracted within a millionth of the coordinate (above a floor of 5.4e-4): at
+// 10^4, 0.005 off the end points is answered in closed form without a table, 0.05 off is not.
+TEST(ArcTable, RetractedWithinAMillionthOfTheCoordinate) {
+  for (double off : {0.005, 0.05}) {
+    const OwnedCurve c({1e4, 1e4}, {1e4 + off, 1e4}, {2e4 - off, 1e4}, {2e4, 1e4});
+    OwnedList table;
+    double s = 0;
+    ASSERT_EQ(CRV_SFromT(c.get(), 0.5, 16, &table.handle, &s), 0);
+    EXPECT_EQ(table.handle == nullptr, off < 0.01) << off;
+  }
+}
+
 // The header's limit: up to 1,800,000 samples the last entry's t is 1 within the lookups' key
 // tolerance, so s at t = 1 is the length (not the chord, 50) and t from s answers alike on the
 // call that builds the table and on one that reuses it.

@@ -148,6 +148,12 @@ TEST(Fit, EdgeCasesAHostMeets) {
   SEQ_ListH none = nullptr;
   EXPECT_EQ(CRV_FitMultipleCurves(cases[0].samples.data(), 4, 1, 1.0, &none), CRV_ErrBadRecord);
   EXPECT_EQ(none, nullptr);
+  // Two coincident interior samples share a parameter and so tie as the worst: the chain splits
+  // at the later one, whose halves then fit exactly.
+  const Samples tied = {0, 0, 1, 5, 1, 5, 2, 0.3};
+  OwnedList points, indices;
+  ASSERT_EQ(CRV_FitMultipleCurvesIterate(tied.data(), 2, 4, 1e-300, 0, &points.handle, &indices.handle), 0);
+  EXPECT_EQ(Items<int32_t>(indices.handle, 1), std::vector<int32_t>({0, 2, 3}));
 }
 
 }  // namespace

@@ -392,8 +392,9 @@ std::vector<Row> MakeCatalogue() {
        }},
       {"CRV_SubdivideCurve<2>/1", kPure, kCalls, Split<2, V2>},
       {"CRV_SubdivideCurve<3>/1", kPure, kCalls, Split<3, V3>},
-      {"CRV_SubdivideCurve<2>/2", kPure, kCalls, SplitThree<2, V2>},
-      {"CRV_SubdivideCurve<3>/2", kPure, kCalls, SplitThree<3, V3>},
+      // More calls: a cut of what is left after a cut at 1 takes its own branch 1 time in 8.
+      {"CRV_SubdivideCurve<2>/2", kPure, 4 * kCalls, SplitThree<2, V2>},
+      {"CRV_SubdivideCurve<3>/2", kPure, 4 * kCalls, SplitThree<3, V3>},
       {"CRV_DirectManipSetup", kPure, kCalls,
        [](Rng& rng, Payload& p) {
          double w[4] = {-7.0, -7.0, -7.0, -7.0};
