@@ -713,11 +713,18 @@ void List::Fill(int32_t itemSize, int32_t count) {
   }
 }
 
+int32_t List::Count() const {
+  int32_t count = 0;
+  if (handle != nullptr)
+    std::memcpy(&count, static_cast<const char*>(*handle) + SEQ_BLOCK_COUNT_OFFSET, sizeof count);
+  return count;
+}
+
 std::vector<double> List::Doubles() const {
   if (handle == nullptr) return {};
-  int32_t count, size;
+  const int32_t count = Count();
+  int32_t size;
   const char* block = static_cast<const char*>(*handle);
-  std::memcpy(&count, block + SEQ_BLOCK_COUNT_OFFSET, sizeof count);
   std::memcpy(&size, block + SEQ_BLOCK_ITEM_SIZE_OFFSET, sizeof size);
   std::vector<double> out;
   for (int32_t i = 0; i < count; ++i) {

@@ -60,6 +60,7 @@ class List {
   ~List() { Dispose(); }
   void Dispose();
   SEQ_ListH* address() { return &handle; }
+  int32_t Count() const;  // its items, 0 while there is no list
   // A new list of `count` items of `itemSize` bytes, the doubles in them numbered.
   void Fill(int32_t itemSize, int32_t count);
   // The items read as doubles (item size a multiple of 8), or as int32_t indices.

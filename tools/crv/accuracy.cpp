@@ -13,6 +13,7 @@
 #include <system_error>
 #include <vector>
 
+#include "catalogue/catalogue.h"
 #include "commands.h"
 #include "figure.h"
 #include "output.h"
@@ -26,21 +27,9 @@ using LD = long double;
 constexpr int kCurvesPerFamily = 24;
 constexpr int kTableSamples = 128;  // the tool's and the arc-length spline's table
 
-// SplitMix64: the same sequence on every platform, unlike the std:: distributions.
-class Rng {
- public:
-  explicit Rng(uint64_t seed) : state_(seed) {}
-  uint64_t Next() {
-    uint64_t z = (state_ += 0x9E3779B97F4A7C15ull);
-    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
-    z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
-    return z ^ (z >> 31);
-  }
-  double Uniform(double lo, double hi) { return lo + (hi - lo) * double(Next() >> 11) * 0x1p-53; }
-
- private:
-  uint64_t state_;
-};
+// The catalogue's SplitMix64: the same sequence on every platform, unlike the std::
+// distributions.
+using Rng = crvcat::Rng;
 
 // ---- References in long double
 
@@ -454,7 +443,7 @@ void MeasureArcLength(Rng& r, const std::vector<Family>& families, Report& repor
       // the power of two whose curve point matches it best.
       const double d = double(length) / 16;
       Check(CRV_EvaluateByDistance(rec, d, 0, &walk.handle), "CRV_EvaluateByDistance");
-      const std::vector<double> xy = walk.Doubles(2);
+      const std::vector<double> xy = walk.Doubles();
       LD prev = 0, longest = 0;
       for (size_t i = 2; i < xy.size(); i += 2) {
         LD next = 1, best = INFINITY;
@@ -512,7 +501,7 @@ void MeasureFits(Rng& r, const std::vector<Family>& families, Report& report) {
       OwnedList chain;
       Check(CRV_FitMultipleCurves(samples.data(), 2, 40, bound, &chain.handle),
             "CRV_FitMultipleCurves");
-      many.Row(f.name).Add(double(FitError(samples, chain.Doubles(2)) / bound),
+      many.Row(f.name).Add(double(FitError(samples, chain.Doubles()) / bound),
                            [&] { return In(c); });
     }
 }
@@ -550,11 +539,11 @@ void MeasureFlattening(const std::vector<Family>& families, Report& report) {
       Check(CRV_EvaluateAdaptively(CRV_IsLinearCallback, &params, nullptr, nullptr, c.Record(),
                                    &have, &lo, &hi, &a.handle),
             "CRV_EvaluateAdaptively");
-      adaptive.Row(f.name).Add(double(Deviation(c, a.Doubles(2))), [&] { return In(c); });
+      adaptive.Row(f.name).Add(double(Deviation(c, a.Doubles())), [&] { return In(c); });
       Check(CRV_LinearlyInterpolateCurve(CRV_IsLinearCallback, &params, c.At(0, 0), c.At(3, 0),
                                          c.Record(), &have, &lo, &hi, &b.handle),
             "CRV_LinearlyInterpolateCurve");
-      interp.Row(f.name).Add(double(Deviation(c, b.Doubles(2))), [&] { return In(c); });
+      interp.Row(f.name).Add(double(Deviation(c, b.Doubles())), [&] { return In(c); });
     }
   }
 }

@@ -31,7 +31,7 @@ void Run(const Args& a, Session& s) {
 
   OwnedList list;
   Check(CRV_EvaluateByDistance(c, distance, 0, &list.handle), "CRV_EvaluateByDistance");
-  const std::vector<double> xy = list.Doubles(2);
+  const std::vector<double> xy = list.Doubles();
   const size_t count = xy.size() / 2;
 
   // The library stops halving at pieces of parameter length 2^-20 whatever their chord, so a

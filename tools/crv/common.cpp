@@ -60,20 +60,6 @@ CRV_CurveClass3D Curve::As3D() const {
   return c;
 }
 
-int32_t OwnedList::Count() const {
-  if (!handle) return 0;
-  return *reinterpret_cast<const int32_t*>(static_cast<const char*>(*handle) +
-                                           SEQ_BLOCK_COUNT_OFFSET);
-}
-
-std::vector<double> OwnedList::Doubles(int perItem) const {
-  const int32_t n = Count();
-  std::vector<double> out(static_cast<size_t>(n) * perItem);
-  for (int32_t i = 0; i < n; ++i)
-    Check(SEQ_GetItem(handle, i, &out[static_cast<size_t>(i) * perItem]), "SEQ_GetItem");
-  return out;
-}
-
 std::string Quote(const std::string& text) {
   constexpr size_t kShown = 60;
   std::string shown;

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "catalogue/catalogue.h"
 #include "crv/crv.hpp"
 
 namespace CLI {
@@ -93,21 +94,8 @@ class Curve {
   CRV_Curve record_{};
 };
 
-// A host list handle the tool owns: disposed of when it goes out of scope.
-class OwnedList {
- public:
-  OwnedList() = default;
-  OwnedList(const OwnedList&) = delete;
-  OwnedList& operator=(const OwnedList&) = delete;
-  ~OwnedList() {
-    if (handle) SEQ_Dispose(handle, 0);
-  }
-  int32_t Count() const;
-  // Copies all items, `perItem` doubles each (the list's own item size must match).
-  std::vector<double> Doubles(int perItem) const;
-
-  SEQ_ListH handle = nullptr;
-};
+// A host list handle the tool owns, disposed of when it goes out of scope: the catalogue's.
+using OwnedList = crvcat::List;
 
 // A token for a message: quoted, control characters shown as '?', and cut to about 60 characters
 // so that a huge argument cannot make a huge message.

@@ -157,7 +157,7 @@ void Run(const Args& a, Session& session) {
     Check(CRV_FitMultipleCurvesIterate(s.coords.data(), uint16_t(dims), count, bound,
                                        uint16_t(iterations), &points.handle, &index.handle),
           "CRV_FitMultipleCurvesIterate");
-    const std::vector<double> p = points.Doubles(dims);
+    const std::vector<double> p = points.Doubles();
     const size_t n = p.size() / dims;
     for (size_t j = 0; j + 3 < n; j += 3)
       curves.emplace_back(dims,

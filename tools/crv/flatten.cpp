@@ -42,7 +42,7 @@ void Run(const Args& a, Session& s) {
                                a["--to"].given ? &xHigh : nullptr, curve.Record(), &haveRange, &yMin,
                                &yMax, &list.handle),
         "CRV_EvaluateAdaptively");
-  const std::vector<double> xy = list.Doubles(2);
+  const std::vector<double> xy = list.Doubles();
   const size_t count = xy.size() / 2;
 
   nlohmann::json points = nlohmann::json::array();

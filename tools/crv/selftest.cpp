@@ -6,6 +6,7 @@
 #include <fstream>
 #include <map>
 #include <sstream>
+#include <vector>
 
 #include "catalogue/catalogue.h"
 #include "commands.h"
@@ -23,9 +24,9 @@ std::string InstalledReference() {
 }
 
 // The calls of a table, "<row> <call>" to the payload, without the comment lines.
-std::map<std::string, std::string> Calls(std::istream& in) {
+std::map<std::string, std::string> Calls(const std::vector<std::string>& table) {
   std::map<std::string, std::string> calls;
-  for (std::string line; std::getline(in, line);) {
+  for (const std::string& line : table) {
     const size_t call = line.find(' '), payload = line.find(' ', call + 1);
     if (line.empty() || line[0] == '#' || payload == std::string::npos) continue;
     calls[line.substr(0, payload)] = line.substr(payload + 1);
@@ -60,12 +61,10 @@ void Run(const Args& a, Session& s) {
   const std::string path = a["--reference"].given ? a["--reference"].text : InstalledReference();
   std::ifstream file(path);
   if (!file) throw InputError("cannot read the reference " + Quote(path) + " (see --reference)");
-  const std::map<std::string, std::string> reference = Calls(file);
-  std::istringstream built;
-  std::string table;
-  for (const std::string& line : crvcat::GoldenTable()) table += line + '\n';
-  built.str(table);
-  const std::map<std::string, std::string> actual = Calls(built);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(file, line);) lines.push_back(line);
+  const std::map<std::string, std::string> reference = Calls(lines);
+  const std::map<std::string, std::string> actual = Calls(crvcat::GoldenTable());
 
   std::string report;
   int passed = 0;
