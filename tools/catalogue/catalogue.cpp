@@ -460,14 +460,14 @@ std::vector<Row> MakeCatalogue() {
          p.Call([&] { return CRV_SFromT(c.get(), t, rng.Int(1, 64), table.address(), &s); })
              .Value(s);
        })},
-      {"CRV_TFromS", kHost, kCalls,
+      {"CRV_TFromS", kHost | kKeepsOutputsOnFault, kCalls,
        ArcLookup([](Rng& rng, Payload& p, Curve& c, List& table) {
          double t = -7.0;
          const double s = PolygonLength(c) * rng.Uniform(-0.1, 1.1);
          p.Call([&] { return CRV_TFromS(c.get(), s, rng.Int(1, 64), table.address(), &t); })
              .Value(t);
        })},
-      {"CRV_EvaluatePointFromS", kHost, kCalls,
+      {"CRV_EvaluatePointFromS", kHost | kKeepsOutputsOnFault, kCalls,
        ArcLookup([](Rng& rng, Payload& p, Curve& c, List& table) {
          std::vector<double> point(c.dims(), -7.0);
          const double s = PolygonLength(c) * rng.Uniform(-0.1, 1.1);
@@ -486,7 +486,7 @@ std::vector<Row> MakeCatalogue() {
             return CRV_BuildArcSpline(c.get(), SplineBound(rng, c), spline.address(), &length);
           }).Value(length).Values(spline.Doubles());
        }},
-      {"CRV_TFromSSpline", kHost, kCalls,
+      {"CRV_TFromSSpline", kHost | kKeepsOutputsOnFault, kCalls,
        [](Rng& rng, Payload& p) {
          Curve c = MakeCurve(rng, ArcDims(rng));
          List spline;

@@ -151,6 +151,7 @@ enum RowFlags : unsigned {
   kReachesHost = 1,       // makes failable host calls; its payload starts with the result code
   kAllocatesNothing = 2,  // evaluation, solving and queries: no heap allocation in the call
   kGoesOnAfterFault = 4,  // may document a host failure that leaves the result clean
+  kKeepsOutputsOnFault = 8,  // writes no output (all drawn as -7) when a host call fails
 };
 
 struct Row {
