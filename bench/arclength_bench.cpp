@@ -6,8 +6,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "catalogue/catalogue.h"
 #include "crv/crv.h"
-#include "host/hs.h"
 #include "host/seq.h"
 
 namespace {
@@ -25,20 +25,6 @@ struct Curve {
   CRV_Curve record{};
 };
 
-// Selects the scalar or paired summation for one benchmark.
-class PathChoice {
- public:
-  explicit PathChoice(int32_t paired) : saved_(HS_G_CPU_DataP) {
-    record_[3] = paired;
-    HS_G_CPU_DataP = record_;
-  }
-  ~PathChoice() { HS_G_CPU_DataP = saved_; }
-
- private:
-  const int32_t* saved_;
-  int32_t record_[8] = {};
-};
-
 // 256 inputs uniform in [lo, hi] from a fixed seed, cycled through by the lookups.
 std::vector<double> Inputs(double lo, double hi) {
   std::mt19937_64 engine(11);
@@ -50,7 +36,7 @@ std::vector<double> Inputs(double lo, double hi) {
 
 void BM_BuildArcTable_Reused(benchmark::State& state) {
   const Curve curve(static_cast<int>(state.range(0)), 0.0, 1000.0, 3);
-  const PathChoice path(static_cast<int32_t>(state.range(1)));
+  const crvcat::CapabilityPath path(static_cast<int32_t>(state.range(1)));
   SEQ_ListH table = nullptr;
   double length = 0.0;
   CRV_BuildArcTable(&curve.record, 128, &table, &length);

@@ -4,8 +4,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "catalogue/catalogue.h"
 #include "crv/crv.hpp"
-#include "host/hs.h"
 
 namespace {
 
@@ -27,23 +27,9 @@ struct CurvePool {
   std::vector<CRV_Curve> curves;
 };
 
-// Selects the scalar or paired path for one benchmark.
-class PathChoice {
- public:
-  explicit PathChoice(int32_t paired) : saved_(HS_G_CPU_DataP) {
-    record_[3] = paired;
-    HS_G_CPU_DataP = record_;
-  }
-  ~PathChoice() { HS_G_CPU_DataP = saved_; }
-
- private:
-  const int32_t* saved_;
-  int32_t record_[8] = {};
-};
-
 void BM_EvaluatePoint(benchmark::State& state) {
   const CurvePool pool(static_cast<int>(state.range(0)));
-  const PathChoice path(static_cast<int32_t>(state.range(1)));
+  const crvcat::CapabilityPath path(static_cast<int32_t>(state.range(1)));
   double out[3];
   int i = 0;
   double t = 0.0;

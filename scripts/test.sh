@@ -32,7 +32,7 @@ for preset in golden-gcc-O0 golden-clang-O2; do
   echo "== $preset golden table"
   cmake --preset "$preset" >/dev/null
   cmake --build --preset "$preset" -j "$jobs"
-  "build/$preset/tools/crv/crv" selftest --reference tests/golden/golden.txt
+  "build/$preset/tools/crv/crv" selftest --reference catalogue/golden.txt
 done
 
 # A short run of the fuzz target (clang, ASan + UBSan); scripts/fuzz.sh SECONDS runs

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "crv/crv.hpp"
+#include "catalogue/reference.h"
 #include "support/curves.h"
 #include "support/host_controls.h"
 
@@ -26,7 +27,7 @@ std::vector<V2> Items(SEQ_ListH list) {
 }
 
 V2 At(const CRV_Curve* c, double t) {
-  const std::vector<double> p = crvtest::ReferencePoint(*c, t);
+  const std::vector<double> p = crvref::Point(*c, t);
   return {p[0], p[1]};
 }
 

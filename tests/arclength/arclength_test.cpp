@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "crv/crv.h"
+#include "catalogue/reference.h"
 #include "support/curves.h"
 #include "support/host_controls.h"
 #include "support/near.h"
@@ -27,28 +28,8 @@ std::vector<Pair> Items(SEQ_ListH list) {
   return items;
 }
 
-// Arc length by composite 5-point Gauss-Legendre quadrature of |B'(t)| over 2048 intervals in
-// long double, B' from the Bernstein form: nothing shared with the library.
-double ReferenceLength(const CRV_Curve& c) {
-  const long double x[5] = {0, 0.53846931010568309104L, -0.53846931010568309104L,
-                            0.90617984593866399280L, -0.90617984593866399280L};
-  const long double w[5] = {0.56888888888888888889L, 0.47862867049936646804L,
-                            0.47862867049936646804L, 0.23692688505618908751L, 0.23692688505618908751L};
-  long double total = 0;
-  for (int i = 0; i < 2048; ++i) {
-    for (int j = 0; j < 5; ++j) {
-      const long double t = (i + 0.5L + 0.5L * x[j]) / 2048, s = 1 - t, b[3] = {s * s, 2 * s * t, t * t};
-      long double speed2 = 0;
-      for (int k = 0; k < c.dims; ++k) {
-        long double d = 0;
-        for (int m = 0; m < 3; ++m) d += 3 * b[m] * ((long double)c.ctpts[m + 1][k] - c.ctpts[m][k]);
-        speed2 += d * d;
-      }
-      total += w[j] * std::sqrt(speed2);
-    }
-  }
-  return double(total / 4096);
-}
+// Arc length by the long-double reference's adaptive quadrature: nothing shared with the library.
+double ReferenceLength(const CRV_Curve& c) { return double(crvref::Arc(c, 0, 1)); }
 
 const OwnedCurve kArch({0, 0}, {10, 30}, {40, 30}, {50, 0});  // symmetric about x = 25
 
@@ -206,7 +187,7 @@ TEST(EvaluateByDistance, RandomCurvesAreWalkedInStepsBelowTheDistance) {
       EXPECT_LT(std::hypot(points[i][0] - last[0], points[i][1] - last[1]), distance) << "trial " << trial;
       int found = -1;
       for (int j = k + 1; j <= kGrid && found < 0; ++j) {
-        const std::vector<double> p = crvtest::ReferencePoint(*curve.get(), double(j) / kGrid);
+        const std::vector<double> p = crvref::Point(*curve.get(), double(j) / kGrid);
         if (std::fabs(p[0] - points[i][0]) < 1e-9 && std::fabs(p[1] - points[i][1]) < 1e-9) found = j;
       }
       ASSERT_GE(found, 0) << "trial " << trial << ": point " << i << " is not further along";

@@ -8,6 +8,7 @@
 
 #include "core/quadratic.h"
 #include "crv/crv.hpp"
+#include "catalogue/reference.h"
 #include "support/curves.h"
 #include "support/host_controls.h"
 #include "support/near.h"
@@ -17,7 +18,7 @@ namespace {
 using crvtest::OwnedCurve;
 using Pts = std::vector<double>;
 
-Pts Ref(const OwnedCurve& c, double t) { return crvtest::ReferencePoint(*c.get(), t); }
+Pts Ref(const OwnedCurve& c, double t) { return crvref::Point(*c.get(), t); }
 
 TEST(Core, HandCheckedAnswers) {
   // P = (0,0) (0,1) (1,1) (1,0): x = 3t^2 - 2t^3, y = 3t(1 - t); at t = 0.5 the point, first and

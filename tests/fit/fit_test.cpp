@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "crv/crv.h"
+#include "catalogue/reference.h"
 #include "support/curves.h"
 #include "support/host_controls.h"
 
@@ -31,34 +32,16 @@ std::vector<T> Items(SEQ_ListH list, int width) {
 Samples Sample(const OwnedCurve& c, int n, double noise, Random& random) {
   Samples s;
   for (int i = 0; i < n; ++i)
-    for (double v : crvtest::ReferencePoint(*c.get(), double(i) / (n - 1)))
+    for (double v : crvref::Point(*c.get(), double(i) / (n - 1)))
       s.push_back(v + (noise > 0 ? random.Uniform(-noise, noise) : 0.0));
   return s;
 }
 
 // Squared distance from p to the cubic over t in [-0.25, 1.25] (Newton steps may move a sample's
-// parameter a little outside [0, 1]): the Bernstein form in long double on a grid, then golden
-// section search around the best grid point.
+// parameter a little outside [0, 1]), by the long-double reference's search.
 double SquaredDistance(const CRV_Curve& c, const double* p) {
-  auto at = [&](long double t) {
-    const long double s = 1 - t, w[4] = {s * s * s, 3 * s * s * t, 3 * s * t * t, t * t * t};
-    long double sum = 0;
-    for (int k = 0; k < c.dims; ++k) {
-      long double v = -p[k];
-      for (int i = 0; i < 4; ++i) v += w[i] * c.ctpts[i][k];
-      sum += v * v;
-    }
-    return sum;
-  };
-  long double best = -0.25L, step = 1.5L / 512;
-  for (int i = 1; i <= 512; ++i)
-    if (at(-0.25L + i * step) < at(best)) best = -0.25L + i * step;
-  long double lo = best - step, hi = best + step;
-  for (int i = 0; i < 80; ++i) {
-    const long double a = hi - (hi - lo) * 0.618034L, b = lo + (hi - lo) * 0.618034L;
-    (at(a) < at(b) ? hi : lo) = at(a) < at(b) ? b : a;
-  }
-  return double(std::min(at(best), at((lo + hi) / 2)));
+  return double(crvref::Minimize([&](long double t) { return crvref::DistSq(c, t, p, c.dims); },
+                                 -0.25L, 1.25L));
 }
 
 TEST(FitOneCurve, RecoversASampledCubic) {
@@ -85,7 +68,7 @@ TEST(FitOneCurve, RecoversASampledCubic) {
     EXPECT_LE(worst, maxError * (1 + 1e-9) + 1e-20) << "trial " << trial;
     EXPECT_LT(maxError, bound) << "trial " << trial << " n " << n;
     for (int i = 0; i <= 50; ++i)  // and the cubic between the samples
-      EXPECT_LT(SquaredDistance(*fit.get(), crvtest::ReferencePoint(*truth.get(), i / 50.0).data()), 4 * bound);
+      EXPECT_LT(SquaredDistance(*fit.get(), crvref::Point(*truth.get(), i / 50.0).data()), 4 * bound);
   }
 }
 

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "crv/crv.h"
+#include "catalogue/reference.h"
 #include "support/curves.h"
 
 namespace {
@@ -24,20 +25,6 @@ double Average(const OwnedCurve& c, double x1, double x2) {
   double out = NAN;
   EXPECT_EQ(CRV_EvaluateYAverageFromXToX(c.get(), x1, x2, &out), CRV_ErrNone);
   return out;
-}
-
-// Coordinate k at t, Bernstein form in long double.
-long double At(const OwnedCurve& c, int k, long double t) {
-  const long double s = 1 - t;
-  return s * s * s * c.at(0, k) + 3 * s * s * t * c.at(1, k) + 3 * s * t * t * c.at(2, k) +
-         t * t * t * c.at(3, k);
-}
-
-// The t in [0, 1] at which a time coordinate rising from 0 to 1 reaches x, by bisection.
-long double Bisect(const OwnedCurve& c, long double x) {
-  long double lo = 0, hi = 1;
-  for (int i = 0; i < 70; ++i) (At(c, 0, (lo + hi) / 2) < x ? lo : hi) = (lo + hi) / 2;
-  return (lo + hi) / 2;
 }
 
 // An easing curve from (0, 0) to (1, 1): inner times in [lo, hi] (in [0, 1] time rises
@@ -129,10 +116,10 @@ TEST(FunctionCurves, TFromCoordinateInvertsTheCurve) {
     const bool rising = trial % 2 == 0;
     const OwnedCurve c = Easing(random, rising ? 0 : -0.5, rising ? 1 : 1.5);
     const double t = random.Uniform(1e-3, 1 - 1e-3);
-    const double x = rising ? static_cast<double>(At(c, 0, t)) : random.Uniform(1e-6, 1 - 1e-6);
+    const double x = rising ? static_cast<double>(crvref::Bez(c, 0, t)) : random.Uniform(1e-6, 1 - 1e-6);
     const double fromX = Call(CRV_TFromX, c, x);
-    EXPECT_NEAR(static_cast<double>(At(c, 0, fromX)), x, 1e-9) << "trial " << trial;
-    const double slope = static_cast<double>((At(c, 0, t + 1e-6) - At(c, 0, t - 1e-6)) / 2e-6);
+    EXPECT_NEAR(static_cast<double>(crvref::Bez(c, 0, fromX)), x, 1e-9) << "trial " << trial;
+    const double slope = static_cast<double>((crvref::Bez(c, 0, t + 1e-6) - crvref::Bez(c, 0, t - 1e-6)) / 2e-6);
     if (rising && slope > 1e-3) {
       EXPECT_NEAR(fromX, t, 1e-9 / slope) << "trial " << trial;
     }
@@ -152,20 +139,20 @@ TEST(FunctionCurves, LookupsMatchIndependentReferences) {
     ASSERT_EQ(CRV_Evaluate1dDerivsFromX(c.get(), x1, x2, n, slopes.data()), CRV_ErrNone);
     double x = x1;
     for (int i = 0; i < n; ++i, x += (x2 - x1) / (n - 1)) {
-      const long double t = Bisect(c, x);
-      const double y = static_cast<double>(At(c, 1, t));
-      const double dx = static_cast<double>((At(c, 0, t + h) - At(c, 0, t - h)) / (2 * h));
-      const double dy = static_cast<double>((At(c, 1, t + h) - At(c, 1, t - h)) / (2 * h));
+      const long double t = crvref::Solve(c, 0, x);
+      const double y = static_cast<double>(crvref::Bez(c, 1, t));
+      const double dx = static_cast<double>((crvref::Bez(c, 0, t + h) - crvref::Bez(c, 0, t - h)) / (2 * h));
+      const double dy = static_cast<double>((crvref::Bez(c, 1, t + h) - crvref::Bez(c, 1, t - h)) / (2 * h));
       if (dx < 1e-2) continue;  // steep in time: the time's rounding shows in the value
       EXPECT_NEAR(Call(CRV_EvaluateYFromX, c, x), y, 1e-9) << "trial " << trial;
       EXPECT_NEAR(ys[i], y, 1e-9) << "trial " << trial << " sample " << i;
       EXPECT_NEAR(Call(CRV_Evaluate1dDerivFromX, c, x), dy / dx, 1e-6 * (1 + std::fabs(dy / dx)));
       EXPECT_NEAR(slopes[i], dy / dx, 1e-6 * (1 + std::fabs(dy / dx))) << "sample " << i;
     }
-    const long double t1 = Bisect(c, x1), t2 = Bisect(c, x2);
+    const long double t1 = crvref::Solve(c, 0, x1), t2 = crvref::Solve(c, 0, x2);
     long double sum = 0;
     for (int k = 0; k <= 16; ++k)
-      sum += (k == 0 || k == 16 ? 1 : k % 2 ? 4 : 2) * At(c, 1, t1 + (t2 - t1) * k / 16);
+      sum += (k == 0 || k == 16 ? 1 : k % 2 ? 4 : 2) * crvref::Bez(c, 1, t1 + (t2 - t1) * k / 16);
     EXPECT_NEAR(Average(c, x1, x2), static_cast<double>(sum / 48), 1e-9) << "trial " << trial;
     EXPECT_EQ(Average(c, x2, x1), Average(c, x1, x2));
   }

@@ -9,6 +9,7 @@
 #include "crv/crv.hpp"
 #include "queries/nearest_point.h"
 #include "queries/polynomial.h"
+#include "catalogue/reference.h"
 #include "support/curves.h"
 
 namespace {
@@ -80,7 +81,7 @@ TEST(Queries, NearestPointMatchesADenseSearch) {
     for (V2& p : curve.points) p = {random.Uniform(0, 1000), random.Uniform(0, 1000)};
     const V2 p{random.Uniform(0, 1000), random.Uniform(0, 1000)};
     auto distance = [&](long double t) {
-      const Roots b = crvtest::ReferencePoint(*curve.Curve(), static_cast<double>(t));
+      const Roots b = crvref::Point(*curve.Curve(), static_cast<double>(t));
       return std::hypot(static_cast<long double>(b[0]) - p.x, static_cast<long double>(b[1]) - p.y);
     };
     std::vector<long double> d(1001);
@@ -142,10 +143,10 @@ TEST(Queries, PlaneIntersectionsLieOnThePlaneAndMissNoCrossing) {
     for (V3& p : curve.points)
       p = {random.Uniform(-1, 1), random.Uniform(-1, 1), random.Uniform(-1, 1)};
     GEO_PlaneEq plane = {random.Uniform(-1, 1), random.Uniform(-1, 1), random.Uniform(-1, 1), 0};
-    const Roots on = crvtest::ReferencePoint(*curve.Curve(), random.Uniform(0, 1));
+    const Roots on = crvref::Point(*curve.Curve(), random.Uniform(0, 1));
     plane.d = random.Uniform(-0.05, 0.05) - (plane.a * on[0] + plane.b * on[1] + plane.c * on[2]);
     auto f = [&](double t) {
-      const Roots q = crvtest::ReferencePoint(*curve.Curve(), t);
+      const Roots q = crvref::Point(*curve.Curve(), t);
       return static_cast<long double>(plane.a) * q[0] + static_cast<long double>(plane.b) * q[1] +
              static_cast<long double>(plane.c) * q[2] + plane.d;
     };

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "catalogue/catalogue.h"
+#include "catalogue/reference.h"
 #include "commands.h"
 #include "figure.h"
 #include "output.h"
@@ -23,6 +24,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using LD = long double;
+using namespace crvref;  // NOLINT: the references are the measurements' vocabulary
 
 constexpr int kCurvesPerFamily = 24;
 constexpr int kTableSamples = 128;  // the tool's and the arc-length spline's table
@@ -30,143 +32,6 @@ constexpr int kTableSamples = 128;  // the tool's and the arc-length spline's ta
 // The catalogue's SplitMix64: the same sequence on every platform, unlike the std::
 // distributions.
 using Rng = crvcat::Rng;
-
-// ---- References in long double
-
-// Coordinate k of B (order 0), B' (1) or B'' (2) at t, by the Bernstein form.
-LD Bez(const Curve& c, int k, LD t, int order = 0) {
-  const LD p0 = c.At(0, k), p1 = c.At(1, k), p2 = c.At(2, k), p3 = c.At(3, k), u = 1 - t;
-  if (order == 0) return u * u * u * p0 + 3 * u * u * t * p1 + 3 * u * t * t * p2 + t * t * t * p3;
-  if (order == 1) return 3 * (u * u * (p1 - p0) + 2 * u * t * (p2 - p1) + t * t * (p3 - p2));
-  return 6 * (u * (p2 - 2 * p1 + p0) + t * (p3 - 2 * p2 + p1));
-}
-
-LD Speed(const Curve& c, LD t) {
-  LD sum = 0;
-  for (int k = 0; k < c.Dims(); ++k) sum += Bez(c, k, t, 1) * Bez(c, k, t, 1);
-  return std::sqrt(sum);
-}
-
-// Squared distance from B(t) to q (coordinates 0 .. dims - 1).
-LD DistSq(const Curve& c, LD t, const double* q, int dims) {
-  LD sum = 0;
-  for (int k = 0; k < dims; ++k) sum += (Bez(c, k, t) - q[k]) * (Bez(c, k, t) - q[k]);
-  return sum;
-}
-
-// 10-point Gauss-Legendre nodes and weights, found by Newton on the Legendre polynomial in long
-// double rather than copied as decimal constants of double precision.
-struct GaussLegendre {
-  static constexpr int kN = 10;
-  LD x[kN], w[kN];
-  GaussLegendre() {
-    for (int i = 0; i < kN; ++i) {
-      LD z = std::cos(M_PI * (i + 0.75) / (kN + 0.5)), dp = 1;
-      for (int it = 0; it < 100; ++it) {
-        LD p0 = 1, p1 = z;
-        for (int j = 1; j < kN; ++j) {
-          const LD p2 = ((2 * j + 1) * z * p1 - j * p0) / (j + 1);
-          p0 = p1;
-          p1 = p2;
-        }
-        dp = kN * (z * p1 - p0) / (z * z - 1);
-        const LD step = p1 / dp;
-        z -= step;
-        if (std::fabs(step) < 1e-21L) break;
-      }
-      x[i] = z;
-      w[i] = 2 / ((1 - z * z) * dp * dp);
-    }
-  }
-  template <class F>
-  LD Rule(F f, LD a, LD b) const {
-    LD sum = 0;
-    for (int i = 0; i < kN; ++i) sum += w[i] * f((a + b) / 2 + (b - a) / 2 * x[i]);
-    return sum * (b - a) / 2;
-  }
-  // Halves until the two halves agree with the whole within `tol`, at most 50 times. The
-  // tolerance is absolute, set from the whole integral: a relative one per piece would never be
-  // met next to a near-cusp, where |B'| has a kink but contributes almost nothing.
-  template <class F>
-  LD Adaptive(F f, LD a, LD b, LD whole, LD tol, int depth = 0) const {
-    const LD m = (a + b) / 2, l = Rule(f, a, m), r = Rule(f, m, b);
-    if (depth >= 50 || std::fabs(l + r - whole) <= tol) return l + r;
-    return Adaptive(f, a, m, l, tol, depth + 1) + Adaptive(f, m, b, r, tol, depth + 1);
-  }
-};
-const GaussLegendre kGauss;
-
-// Arc length from t0 to t1: adaptive Gauss-Legendre quadrature of |B'|, to 1e-18 of the whole
-// (a hundredth of double precision; long double rounds at 5e-20).
-LD Arc(const Curve& c, LD t0, LD t1) {
-  auto f = [&](LD t) { return Speed(c, t); };
-  const LD whole = kGauss.Rule(f, t0, t1);
-  return kGauss.Adaptive(f, t0, t1, whole, 1e-18L * std::fabs(whole));
-}
-
-// The parameter at arc length s: Newton on Arc(0, t) = s, kept inside a bisection bracket
-// (|B'| vanishes at a cusp).
-LD TAtArc(const Curve& c, LD s, LD total) {
-  LD lo = 0, hi = 1, t = s / total;
-  for (int it = 0; it < 100; ++it) {
-    const LD f = Arc(c, 0, t) - s, v = Speed(c, t);
-    (f > 0 ? hi : lo) = t;
-    LD next = v > 0 ? t - f / v : (lo + hi) / 2;
-    if (!(next > lo && next < hi)) next = (lo + hi) / 2;
-    if (std::fabs(next - t) < 1e-19L || hi - lo < 1e-19L) return next;
-    t = next;
-  }
-  return t;
-}
-
-// The parameter where coordinate k, rising over [0, 1], reaches v: bisection to the last bit.
-LD Solve(const Curve& c, int k, LD v) {
-  LD lo = 0, hi = 1;
-  for (int i = 0; i < 70; ++i) (Bez(c, k, (lo + hi) / 2) < v ? lo : hi) = (lo + hi) / 2;
-  return (lo + hi) / 2;
-}
-
-// The least of f over [lo, hi]: the best of `samples` even parameters, then golden-section
-// search between its neighbours (90 steps shrink the bracket below long double resolution).
-template <class F>
-LD Minimize(F f, LD lo, LD hi, int samples = 512) {
-  int best = 0;
-  LD bestValue = f(lo);
-  for (int i = 1; i <= samples; ++i) {
-    const LD v = f(lo + (hi - lo) * i / samples);
-    if (v < bestValue) bestValue = v, best = i;
-  }
-  LD a = lo + (hi - lo) * std::max(best - 1, 0) / samples;
-  LD b = lo + (hi - lo) * std::min(best + 1, samples) / samples;
-  const LD g = (std::sqrt(5.0L) - 1) / 2;
-  for (int i = 0; i < 90; ++i) {
-    const LD m1 = b - g * (b - a), m2 = a + g * (b - a);
-    (f(m1) < f(m2) ? b : a) = f(m1) < f(m2) ? m2 : m1;
-  }
-  return std::min(bestValue, f((a + b) / 2));
-}
-
-// The true extrema of coordinate k over [0, 1]: the ends and the roots of B'/3 = A t^2 + B t + C,
-// each polished by Newton.
-void TrueBounds(const Curve& c, int k, LD* lo, LD* hi) {
-  const LD p0 = c.At(0, k), p1 = c.At(1, k), p2 = c.At(2, k), p3 = c.At(3, k);
-  const LD A = -p0 + 3 * p1 - 3 * p2 + p3, B = 2 * (p0 - 2 * p1 + p2), C = p1 - p0;
-  std::vector<LD> ts{0, 1};
-  if (A == 0 && B != 0) ts.push_back(-C / B);
-  const LD disc = B * B - 4 * A * C;
-  if (A != 0 && disc >= 0) {
-    const LD q = -(B + std::copysign(std::sqrt(disc), B)) / 2;
-    if (q != 0) ts.insert(ts.end(), {q / A, C / q});
-  }
-  *lo = INFINITY, *hi = -INFINITY;
-  for (LD t : ts) {
-    for (int it = 0; it < 4 && t > 0 && t < 1; ++it)
-      if (Bez(c, k, t, 2) != 0) t -= Bez(c, k, t, 1) / Bez(c, k, t, 2);
-    if (!(t >= 0 && t <= 1)) continue;
-    *lo = std::min(*lo, Bez(c, k, t));
-    *hi = std::max(*hi, Bez(c, k, t));
-  }
-}
 
 // ---- Families of curves
 
@@ -244,10 +109,10 @@ std::vector<Family> Families(Rng& r) {
 Curve Lift(Rng& r, const Curve& c) {
   double extent = 0;
   for (int k = 0; k < 2; ++k)
-    for (int i = 0; i < 4; ++i) extent = std::max(extent, std::fabs(c.At(i, k) - c.At(0, k)));
+    for (int i = 0; i < 4; ++i) extent = std::max(extent, std::fabs(c.at(i, k) - c.at(0, k)));
   std::vector<double> xyz;
   for (int i = 0; i < 4; ++i)
-    xyz.insert(xyz.end(), {c.At(i, 0), c.At(i, 1), extent * r.Uniform(-0.5, 0.5)});
+    xyz.insert(xyz.end(), {c.at(i, 0), c.at(i, 1), extent * r.Uniform(-0.5, 0.5)});
   return Curve(3, xyz);
 }
 
@@ -314,9 +179,9 @@ void MeasureEvaluation(Rng& r, const std::vector<Family>& families, Report& repo
       for (int i = 0; i < 16; ++i) {
         const double t = r.Uniform(0, 1);
         double out[3][2];
-        Check(CRV_EvaluatePoint(c.Record(), t, out[0]), "CRV_EvaluatePoint");
-        Check(CRV_EvaluateDeriv(c.Record(), t, out[1]), "CRV_EvaluateDeriv");
-        Check(CRV_EvaluateDeriv2(c.Record(), t, out[2]), "CRV_EvaluateDeriv2");
+        Check(CRV_EvaluatePoint(c.get(), t, out[0]), "CRV_EvaluatePoint");
+        Check(CRV_EvaluateDeriv(c.get(), t, out[1]), "CRV_EvaluateDeriv");
+        Check(CRV_EvaluateDeriv2(c.get(), t, out[2]), "CRV_EvaluateDeriv2");
         double e = 0;
         for (int order = 0; order < 3; ++order)
           for (int k = 0; k < 2; ++k)
@@ -324,14 +189,14 @@ void MeasureEvaluation(Rng& r, const std::vector<Family>& families, Report& repo
         point.Row(f.name).Add(e, [&] { return In(c) + ", t = " + Num(t); });
       }
       std::vector<double> xy(2 * 1001);
-      Check(CRV_EvaluatePoints(c.Record(), 0, 1, 1001, xy.data()), "CRV_EvaluatePoints");
+      Check(CRV_EvaluatePoints(c.get(), 0, 1, 1001, xy.data()), "CRV_EvaluatePoints");
       double e = 0;
       for (int i = 0; i < 1001; ++i)
         for (int k = 0; k < 2; ++k)
           e = std::max<double>(e, std::fabs(xy[2 * i + k] - Bez(c, k, i / 1000.0L)));
       points.Row(f.name).Add(e, [&] { return In(c); });
       double lo[2], hi[2];
-      Check(CRV_EvaluateBounds(c.Record(), lo, hi), "CRV_EvaluateBounds");
+      Check(CRV_EvaluateBounds(c.get(), lo, hi), "CRV_EvaluateBounds");
       e = 0;
       for (int k = 0; k < 2; ++k) {
         LD tl, th;
@@ -361,9 +226,9 @@ void MeasureFunctionCurves(Rng& r, const std::vector<Family>& families, Report& 
   for (const Family& f : families) {
     if (!f.function) continue;
     for (const Curve& c : f.curves) {
-      const CRV_Curve* rec = c.Record();
+      const CRV_Curve* rec = c.get();
       for (int i = 0; i < 24; ++i) {
-        const double x = r.Uniform(c.At(0, 0), c.At(3, 0));
+        const double x = r.Uniform(c.at(0, 0), c.at(3, 0));
         const LD t = Solve(c, 0, x), xs = Bez(c, 0, t, 1);
         double lt = 0, y = 0, slope = 0, second = 0;
         Check(CRV_TFromX(rec, x, &lt), "CRV_TFromX");
@@ -377,7 +242,7 @@ void MeasureFunctionCurves(Rng& r, const std::vector<Family>& families, Report& 
           d1.Row(f.name).Add(std::fabs(slope - Bez(c, 1, t, 1) / xs), at);
           d2.Row(f.name).Add(std::fabs(second - Bez(c, 1, t, 2) / xs), at);
         }
-        const double x2 = r.Uniform(c.At(0, 0), c.At(3, 0));
+        const double x2 = r.Uniform(c.at(0, 0), c.at(3, 0));
         const LD t2 = Solve(c, 0, x2);
         auto value = [&](LD u) { return Bez(c, 1, u); };
         const LD mean = t2 == t ? Bez(c, 1, t) : kGauss.Rule(value, t, t2) / (t2 - t);
@@ -386,7 +251,7 @@ void MeasureFunctionCurves(Rng& r, const std::vector<Family>& families, Report& 
         av.Row(f.name).Add(std::fabs(average - mean),
                            [&] { return In(c) + ", x1 = " + Num(x) + ", x2 = " + Num(x2); });
         if (f.name != "remap") continue;
-        const double v = r.Uniform(c.At(0, 1), c.At(3, 1));
+        const double v = r.Uniform(c.at(0, 1), c.at(3, 1));
         const LD tv = Solve(c, 1, v);
         double ly = 0, lx = 0;
         Check(CRV_TFromY(rec, v, &ly), "CRV_TFromY");
@@ -416,7 +281,7 @@ void MeasureArcLength(Rng& r, const std::vector<Family>& families, Report& repor
                      "(negative: every arc is shorter).");
   for (const Family& f : families)
     for (const Curve& c : f.curves) {
-      const CRV_Curve* rec = c.Record();
+      const CRV_Curve* rec = c.get();
       const LD length = Arc(c, 0, 1);
       OwnedList table, spline, walk;
       double L = 0;
@@ -495,8 +360,8 @@ void MeasureFits(Rng& r, const std::vector<Family>& families, Report& report) {
           samples.push_back(double(Bez(c, k, i / 39.0L)) + extent * 1e-3 * r.Uniform(-1, 1));
       const double bound = extent * extent * 1e-4;
       Curve fitted(2);
-      Check(CRV_FitOneCurve(samples.data(), 40, bound, 3, fitted.Record()), "CRV_FitOneCurve");
-      one.Row(f.name).Add(double(FitError(samples, fitted.Coords()) / bound),
+      Check(CRV_FitOneCurve(samples.data(), 40, bound, 3, fitted.get()), "CRV_FitOneCurve");
+      one.Row(f.name).Add(double(FitError(samples, fitted.coords()) / bound),
                           [&] { return In(c); });
       OwnedList chain;
       Check(CRV_FitMultipleCurves(samples.data(), 2, 40, bound, &chain.handle),
@@ -536,12 +401,12 @@ void MeasureFlattening(const std::vector<Family>& families, Report& report) {
       Check(SEQ_New(0, 16, 32, 1, &b.handle), "SEQ_New");
       bool have = false;
       double lo = 0, hi = 0;
-      Check(CRV_EvaluateAdaptively(CRV_IsLinearCallback, &params, nullptr, nullptr, c.Record(),
+      Check(CRV_EvaluateAdaptively(CRV_IsLinearCallback, &params, nullptr, nullptr, c.get(),
                                    &have, &lo, &hi, &a.handle),
             "CRV_EvaluateAdaptively");
       adaptive.Row(f.name).Add(double(Deviation(c, a.Doubles())), [&] { return In(c); });
-      Check(CRV_LinearlyInterpolateCurve(CRV_IsLinearCallback, &params, c.At(0, 0), c.At(3, 0),
-                                         c.Record(), &have, &lo, &hi, &b.handle),
+      Check(CRV_LinearlyInterpolateCurve(CRV_IsLinearCallback, &params, c.at(0, 0), c.at(3, 0),
+                                         c.get(), &have, &lo, &hi, &b.handle),
             "CRV_LinearlyInterpolateCurve");
       interp.Row(f.name).Add(double(Deviation(c, b.Doubles())), [&] { return In(c); });
     }
@@ -569,10 +434,10 @@ void MeasureSpace(Rng& r, const std::vector<Family>& families, Report& report) {
       // Projection, in long double on the exact curve.
       Curve cube = c;
       double lo[3], hi[3], size = 0;
-      Check(CRV_EvaluateBounds(c.Record(), lo, hi), "CRV_EvaluateBounds");
+      Check(CRV_EvaluateBounds(c.get(), lo, hi), "CRV_EvaluateBounds");
       for (int k = 0; k < 3; ++k) size = std::max(size, hi[k] - lo[k]);
       for (int i = 0; i < 4; ++i)
-        for (int k = 0; k < 3; ++k) cube.At(i, k) = (c.At(i, k) - (lo[k] + hi[k]) / 2) * 200 / size;
+        for (int k = 0; k < 3; ++k) cube.at(i, k) = (c.at(i, k) - (lo[k] + hi[k]) / 2) * 200 / size;
       std::vector<CRV_CurveClass2D> pieces;
       CRV_3DScreenCurveAdaptiveEvaluator(0.5, camera, cube.As3D(), &pieces);
       LD worst = 0;
@@ -607,7 +472,7 @@ void MeasureSpace(Rng& r, const std::vector<Family>& families, Report& report) {
         const double t0 = r.Uniform(0.05, 0.95);
         GEO_PlaneEq e{n[0] / std::sqrt(len), n[1] / std::sqrt(len), n[2] / std::sqrt(len), 0};
         double p0[3];
-        Check(CRV_EvaluatePoint(c.Record(), t0, p0), "CRV_EvaluatePoint");
+        Check(CRV_EvaluatePoint(c.get(), t0, p0), "CRV_EvaluatePoint");
         e.d = -(e.a * p0[0] + e.b * p0[1] + e.c * p0[2]);
         auto g = [&](LD t) {
           return e.a * Bez(c, 0, t) + e.b * Bez(c, 1, t) + e.c * Bez(c, 2, t) + e.d;
@@ -652,7 +517,7 @@ std::string PlotTFromX() {
   std::vector<svg::Point> pts;
   for (int i = 1; i < 1000; ++i) {
     double t = 0;
-    Check(CRV_TFromX(c.Record(), i / 1000.0, &t), "CRV_TFromX");
+    Check(CRV_TFromX(c.get(), i / 1000.0, &t), "CRV_TFromX");
     pts.push_back({i / 1000.0, double(std::fabs(t - Solve(c, 0, i / 1000.0L)))});
   }
   fig.Dots(pts, ink::kBlueDot, 1.5, "parameter error");
@@ -672,7 +537,7 @@ std::string PlotArcTable() {
   for (int n = 2; n <= 4096; n = std::max(n + 1, int(n * 1.15))) {
     OwnedList table;
     double L = 0;
-    Check(CRV_BuildArcTable(kArch.Record(), n, &table.handle, &L), "CRV_BuildArcTable");
+    Check(CRV_BuildArcTable(kArch.get(), n, &table.handle, &L), "CRV_BuildArcTable");
     pts.push_back(
         {std::log10(double(n)), std::log10(std::max(std::fabs(double(L - length)), 1e-20))});
   }
@@ -694,8 +559,8 @@ std::string PlotTFromS() {
     const double s = double(length) * i / 400;
     const LD ts = TAtArc(kArch, s, length);
     double t1 = 0, t2 = 0;
-    Check(CRV_TFromS(kArch.Record(), s, kTableSamples, &table.handle, &t1), "CRV_TFromS");
-    Check(CRV_TFromSSpline(kArch.Record(), s, double(length * length) * 1e-6, &spline.handle, &t2),
+    Check(CRV_TFromS(kArch.get(), s, kTableSamples, &table.handle, &t1), "CRV_TFromS");
+    Check(CRV_TFromSSpline(kArch.get(), s, double(length * length) * 1e-6, &spline.handle, &t2),
           "CRV_TFromSSpline");
     a.push_back({s, double(std::fabs(t1 - ts))});
     b.push_back({s, double(std::fabs(t2 - ts))});

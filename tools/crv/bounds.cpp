@@ -12,8 +12,8 @@ namespace {
 void Run(const Args& a, Session& s) {
   const Curve curve = CurveOrDefault(a, Curve(DefaultCurve2D()));
   RequireDrawable(a, curve);
-  std::vector<double> lo(curve.Dims()), hi(curve.Dims());
-  Check(CRV_EvaluateBounds(curve.Record(), lo.data(), hi.data()), "CRV_EvaluateBounds");
+  std::vector<double> lo(curve.dims()), hi(curve.dims());
+  Check(CRV_EvaluateBounds(curve.get(), lo.data(), hi.data()), "CRV_EvaluateBounds");
 
   std::ostringstream text;
   text << "curve " << CurveText(curve) << "\nmin " << Point(lo) << "\nmax " << Point(hi) << "\n";

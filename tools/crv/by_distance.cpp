@@ -15,7 +15,7 @@ namespace {
 void Run(const Args& a, Session& s) {
   const Curve curve = CurveOrDefault(a, Curve(DefaultCurve2D()));
   RequireDims(curve, 2, kMaxDims, "evaluation by distance (on x and y)");
-  const CRV_Curve* c = curve.Record();
+  const CRV_Curve* c = curve.get();
 
   double distance = 0;
   if (a["--distance"].given) {
@@ -23,7 +23,7 @@ void Run(const Args& a, Session& s) {
     if (distance <= 0) throw InputError("--distance: must be positive");
   } else {
     // A sixteenth of the x-y box's diagonal gives a picture with a few dozen points.
-    std::vector<double> lo(curve.Dims()), hi(curve.Dims());
+    std::vector<double> lo(curve.dims()), hi(curve.dims());
     Check(CRV_EvaluateBounds(c, lo.data(), hi.data()), "CRV_EvaluateBounds");
     distance = std::hypot(hi[0] - lo[0], hi[1] - lo[1]) / 16;
     if (!(distance > 0)) distance = 1;

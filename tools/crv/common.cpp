@@ -24,42 +24,6 @@ void Check(int32_t code, const char* call) {
     throw std::runtime_error(std::string(call) + " failed with code " + std::to_string(code));
 }
 
-Curve::Curve(int dims) : dims_(dims), coords_(4 * static_cast<size_t>(dims), 0.0) { Bind(); }
-
-Curve::Curve(int dims, const std::vector<double>& coords) : dims_(dims), coords_(coords) {
-  if (coords_.size() != 4 * static_cast<size_t>(dims))
-    throw std::logic_error("a curve needs 4 * dims coordinates");
-  Bind();
-}
-
-Curve& Curve::operator=(const Curve& other) {
-  dims_ = other.dims_;
-  coords_ = other.coords_;
-  Bind();
-  return *this;
-}
-
-void Curve::Bind() {
-  record_.dims = static_cast<int16_t>(dims_);
-  for (int i = 0; i < 4; ++i) record_.ctpts[i] = coords_.data() + i * dims_;
-}
-
-std::vector<double> Curve::Point(int i) const {
-  return {coords_.begin() + i * dims_, coords_.begin() + (i + 1) * dims_};
-}
-
-CRV_CurveClass2D Curve::As2D() const {
-  CRV_CurveClass2D c;
-  for (int i = 0; i < 4; ++i) c.points[i] = {At(i, 0), At(i, 1)};
-  return c;
-}
-
-CRV_CurveClass3D Curve::As3D() const {
-  CRV_CurveClass3D c;
-  for (int i = 0; i < 4; ++i) c.points[i] = {At(i, 0), At(i, 1), At(i, 2)};
-  return c;
-}
-
 std::string Quote(const std::string& text) {
   constexpr size_t kShown = 60;
   std::string shown;
@@ -165,11 +129,11 @@ long ParseCount(const std::string& text, const std::string& what, long lo, long 
 }
 
 void RequireDims(const Curve& c, int lo, int hi, const std::string& why) {
-  if (c.Dims() < lo || c.Dims() > hi) {
+  if (c.dims() < lo || c.dims() > hi) {
     const std::string range =
         lo == hi ? std::to_string(lo) : std::to_string(lo) + " to " + std::to_string(hi);
     throw InputError("--curve: " + why + " needs " + range + " coordinates per point, got " +
-                     std::to_string(c.Dims()));
+                     std::to_string(c.dims()));
   }
 }
 
@@ -206,7 +170,7 @@ std::string ShortPoint(const std::vector<double>& p) {
 std::string CurveText(const Curve& c) {
   std::string s;
   for (int i = 0; i < 4; ++i)
-    s += (i ? "  P" : "P") + std::to_string(i) + " " + Point(c.Record()->ctpts[i], c.Dims());
+    s += (i ? "  P" : "P") + std::to_string(i) + " " + Point(c.get()->ctpts[i], c.dims());
   return s;
 }
 
@@ -242,7 +206,7 @@ Curve CurveOrDefault(const Args& a, const Curve& fallback) {
 }
 
 void RequireDrawable(const Args& a, const Curve& c) {
-  if (a["--svg"].given && c.Dims() < 2)
+  if (a["--svg"].given && c.dims() < 2)
     throw InputError("--svg: a picture needs at least 2 coordinates per point");
 }
 

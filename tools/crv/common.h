@@ -60,39 +60,8 @@ constexpr int kMaxDims = 16;
 // What the help says about the range, in one place.
 extern const char* const kRangeText;
 
-// A cubic of 1 to kMaxDims coordinates that owns them. Copies rebind the record to their own
-// storage, so Record() is always safe to hand to the library.
-class Curve {
- public:
-  Curve() : Curve(2) {}
-  explicit Curve(int dims);                            // all coordinates 0
-  Curve(int dims, const std::vector<double>& coords);  // 4 * dims coordinates, point-major
-  template <int N, typename V>
-  explicit Curve(const CRV_CurveClass<N, V>& c) : Curve(N) {
-    for (int i = 0; i < 4; ++i)
-      for (int k = 0; k < N; ++k) coords_[i * N + k] = c.record.ctpts[i][k];
-  }
-  Curve(const Curve& other) : Curve(other.dims_, other.coords_) {}
-  Curve& operator=(const Curve& other);
-
-  int Dims() const { return dims_; }
-  const CRV_Curve* Record() const { return &record_; }
-  CRV_Curve* Record() { return &record_; }
-  double& At(int point, int coord) { return coords_[point * dims_ + coord]; }
-  double At(int point, int coord) const { return coords_[point * dims_ + coord]; }
-  std::vector<double> Point(int i) const;
-  const std::vector<double>& Coords() const { return coords_; }
-
-  CRV_CurveClass2D As2D() const;  // dims must be 2
-  CRV_CurveClass3D As3D() const;  // dims must be 3
-
- private:
-  void Bind();
-
-  int dims_;
-  std::vector<double> coords_;
-  CRV_Curve record_{};
-};
+// The owning curve of 1 to kMaxDims coordinates: the catalogue's.
+using Curve = crvcat::Curve;
 
 // A host list handle the tool owns, disposed of when it goes out of scope: the catalogue's.
 using OwnedList = crvcat::List;

@@ -12,7 +12,7 @@ namespace {
 void Run(const Args& a, Session& s) {
   const Curve curve = CurveOrDefault(a, Curve(DefaultCurve2D()));
   RequireDrawable(a, curve);
-  const int dims = curve.Dims();
+  const int dims = curve.dims();
   const double t = ParseNumber(a["--t"].text, "--t", 0, 1);
 
   std::vector<double> delta(dims, 0.0);
@@ -24,7 +24,7 @@ void Run(const Args& a, Session& s) {
   } else {
     // Without --by: lift the point by a quarter of the curve's extent in its last coordinate.
     std::vector<double> lo(dims), hi(dims);
-    Check(CRV_EvaluateBounds(curve.Record(), lo.data(), hi.data()), "CRV_EvaluateBounds");
+    Check(CRV_EvaluateBounds(curve.get(), lo.data(), hi.data()), "CRV_EvaluateBounds");
     const double extent = hi[dims - 1] - lo[dims - 1];
     delta[dims - 1] = extent > 0 ? extent / 4 : 1;
   }
@@ -32,10 +32,10 @@ void Run(const Args& a, Session& s) {
   double weights[4];
   Check(CRV_DirectManipSetup(t, weights), "CRV_DirectManipSetup");
   Curve moved = curve;
-  Check(CRV_DirectManipCurve(moved.Record(), delta.data(), weights), "CRV_DirectManipCurve");
+  Check(CRV_DirectManipCurve(moved.get(), delta.data(), weights), "CRV_DirectManipCurve");
   std::vector<double> before(dims), after(dims);
-  Check(CRV_EvaluatePoint(curve.Record(), t, before.data()), "CRV_EvaluatePoint");
-  Check(CRV_EvaluatePoint(moved.Record(), t, after.data()), "CRV_EvaluatePoint");
+  Check(CRV_EvaluatePoint(curve.get(), t, before.data()), "CRV_EvaluatePoint");
+  Check(CRV_EvaluatePoint(moved.get(), t, after.data()), "CRV_EvaluatePoint");
   const bool pinned = weights[1] == 0 && weights[2] == 0;
 
   std::ostringstream text;
@@ -62,7 +62,7 @@ void Run(const Args& a, Session& s) {
   fig.Input(curve, "curve before");
   fig.Curve(moved, ink::kBlue, "curve after, and its polygon (dashed)");
   std::vector<svg::Point> movedPolygon;
-  for (int i = 0; i < 4; ++i) movedPolygon.push_back({moved.At(i, 0), moved.At(i, 1)});
+  for (int i = 0; i < 4; ++i) movedPolygon.push_back({moved.at(i, 0), moved.at(i, 1)});
   fig.Polyline(movedPolygon, ink::Thin(ink::kBlue, 1, "3 3"), "");
   fig.Polyline({{before[0], before[1]}, {after[0], after[1]}}, ink::kRed, "drag");
   fig.Dots({{before[0], before[1]}}, ink::kRedDot, 5, "B(t) before");

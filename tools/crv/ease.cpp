@@ -34,9 +34,9 @@ Curve FunctionCurve(const Args& a) {
 
 void Run(const Args& a, Session& s) {
   const Curve curve = FunctionCurve(a);
-  const CRV_Curve* c = curve.Record();
+  const CRV_Curve* c = curve.get();
   if (a["--x"].given && a["--n"].given) throw InputError("give --x or --n, not both");
-  const double x0 = curve.At(0, 0), x3 = curve.At(3, 0);
+  const double x0 = curve.at(0, 0), x3 = curve.at(3, 0);
 
   std::vector<double> xs, ys, slopes;
   if (a["--x"].given) {
@@ -73,7 +73,7 @@ void Run(const Args& a, Session& s) {
   nlohmann::json result{{"curve", CurveJson(curve)}, {"samples", nlohmann::json::array()}};
   std::ostringstream text;
   text << "curve " << CurveText(curve) << "\n";
-  std::vector<double> speed(curve.Dims());
+  std::vector<double> speed(curve.dims());
   for (size_t i = 0; i < xs.size(); ++i) {
     double t = 0, second = 0;
     Check(CRV_TFromX(c, xs[i], &t), "CRV_TFromX");

@@ -20,7 +20,7 @@ void Run(const Args& a, Session& s) {
   const Curve curve = CurveOrDefault(a, Curve(DefaultCurve2D()));
   RequireDrawable(a, curve);
   if (a["--t"].given && a["--n"].given) throw InputError("give --t or --n, not both");
-  const int dims = curve.Dims();
+  const int dims = curve.dims();
 
   std::vector<double> ts;
   if (a["--t"].given) {
@@ -35,17 +35,17 @@ void Run(const Args& a, Session& s) {
   std::vector<double> points(ts.size() * dims), d1(ts.size() * dims), d2(ts.size() * dims);
   if (a["--t"].given) {
     for (size_t i = 0; i < ts.size(); ++i) {
-      Check(CRV_EvaluatePoint(curve.Record(), ts[i], &points[i * dims]), "CRV_EvaluatePoint");
-      Check(CRV_EvaluateDeriv(curve.Record(), ts[i], &d1[i * dims]), "CRV_EvaluateDeriv");
+      Check(CRV_EvaluatePoint(curve.get(), ts[i], &points[i * dims]), "CRV_EvaluatePoint");
+      Check(CRV_EvaluateDeriv(curve.get(), ts[i], &d1[i * dims]), "CRV_EvaluateDeriv");
     }
   } else {
     // Even samples come from the forward-differencing routines, as a host drawing a curve would.
     const auto n = static_cast<int32_t>(ts.size());
-    Check(CRV_EvaluatePoints(curve.Record(), 0, 1, n, points.data()), "CRV_EvaluatePoints");
-    Check(CRV_EvaluateDerivs(curve.Record(), 0, 1, n, d1.data()), "CRV_EvaluateDerivs");
+    Check(CRV_EvaluatePoints(curve.get(), 0, 1, n, points.data()), "CRV_EvaluatePoints");
+    Check(CRV_EvaluateDerivs(curve.get(), 0, 1, n, d1.data()), "CRV_EvaluateDerivs");
   }
   for (size_t i = 0; i < ts.size(); ++i)
-    Check(CRV_EvaluateDeriv2(curve.Record(), ts[i], &d2[i * dims]), "CRV_EvaluateDeriv2");
+    Check(CRV_EvaluateDeriv2(curve.get(), ts[i], &d2[i * dims]), "CRV_EvaluateDeriv2");
 
   nlohmann::json result{{"curve", CurveJson(curve)}, {"samples", nlohmann::json::array()}};
   std::ostringstream text;

@@ -94,12 +94,12 @@ class Figure::View {
 };
 
 std::vector<svg::Point> SampleCurve(const crvtool::Curve& c, int n) {
-  std::vector<double> out(static_cast<size_t>(n) * c.Dims());
-  Check(CRV_EvaluatePoints(c.Record(), 0, 1, n, out.data()), "CRV_EvaluatePoints");
+  std::vector<double> out(static_cast<size_t>(n) * c.dims());
+  Check(CRV_EvaluatePoints(c.get(), 0, 1, n, out.data()), "CRV_EvaluatePoints");
   std::vector<svg::Point> points;
   for (int i = 0; i < n; ++i) {
-    const double* p = &out[static_cast<size_t>(i) * c.Dims()];
-    points.push_back(c.Dims() >= 2 ? svg::Point{p[0], p[1]}
+    const double* p = &out[static_cast<size_t>(i) * c.dims()];
+    points.push_back(c.dims() >= 2 ? svg::Point{p[0], p[1]}
                                    : svg::Point{n > 1 ? double(i) / (n - 1) : 0.0, p[0]});
   }
   return points;
@@ -113,8 +113,8 @@ void Figure::Curve(const crvtool::Curve& c, const svg::Style& style, const std::
 void Figure::ControlPolygon(const crvtool::Curve& c) {
   std::vector<svg::Point> polygon;
   for (int i = 0; i < 4; ++i)
-    polygon.push_back(c.Dims() >= 2 ? svg::Point{c.At(i, 0), c.At(i, 1)}
-                                    : svg::Point{i / 3.0, c.At(i, 0)});
+    polygon.push_back(c.dims() >= 2 ? svg::Point{c.at(i, 0), c.at(i, 1)}
+                                    : svg::Point{i / 3.0, c.at(i, 0)});
   Polyline(polygon, ink::kPolygon, "control polygon");
   Dots(polygon, ink::kControlPoint, 4, "control points P0 to P3");
   for (int i = 0; i < 4; ++i) Note(polygon[i], "P" + std::to_string(i));

@@ -148,7 +148,7 @@ void Run(const Args& a, Session& session) {
     const long tangents = ParseCount(a["--tangents"].text, "--tangents", 1, 1000);
     Curve fitted(dims);
     Check(CRV_FitOneCurveError(s.coords.data(), count, bound, int32_t(tangents), int32_t(tangents),
-                               uint16_t(iterations), &maxError, fitted.Record()),
+                               uint16_t(iterations), &maxError, fitted.get()),
           "CRV_FitOneCurveError");
     curves.push_back(fitted);
     indices = {0, count - 1};
@@ -208,8 +208,8 @@ void Run(const Args& a, Session& session) {
   }
   fig.Dots(dots, ink::kGreyDot, 3, "samples", true);
   std::vector<svg::Point> joins;
-  for (const Curve& c : curves) joins.push_back({c.At(0, 0), c.At(0, 1)});
-  joins.push_back({curves.back().At(3, 0), curves.back().At(3, 1)});
+  for (const Curve& c : curves) joins.push_back({c.at(0, 0), c.at(0, 1)});
+  joins.push_back({curves.back().at(3, 0), curves.back().at(3, 1)});
   fig.Dots(joins, ink::kGreenDot, 5, "segment ends");
   fig.Save(a["--svg"].text, session);
 }

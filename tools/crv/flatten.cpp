@@ -39,7 +39,7 @@ void Run(const Args& a, Session& s) {
   bool haveRange = false;
   double yMin = 0, yMax = 0;
   Check(CRV_EvaluateAdaptively(CRV_IsLinearCallback, &params, a["--from"].given ? &xLow : nullptr,
-                               a["--to"].given ? &xHigh : nullptr, curve.Record(), &haveRange, &yMin,
+                               a["--to"].given ? &xHigh : nullptr, curve.get(), &haveRange, &yMin,
                                &yMax, &list.handle),
         "CRV_EvaluateAdaptively");
   const std::vector<double> xy = list.Doubles();

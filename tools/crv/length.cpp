@@ -13,7 +13,7 @@ namespace {
 void Run(const Args& a, Session& s) {
   const Curve curve = CurveOrDefault(a, Curve(DefaultCurve2D()));
   RequireDims(curve, 2, 3, "arc length");
-  const CRV_Curve* c = curve.Record();
+  const CRV_Curve* c = curve.get();
   const bool spline = a["--method"].text == "spline";
   if (!spline && a["--method"].text != "table")
     throw InputError("--method: " + Quote(a["--method"].text) + " is neither table nor spline");

@@ -62,7 +62,7 @@ void Run(const Args& a, Session& s) {
   std::vector<std::vector<double>> points;
   for (double t : ts) {
     double p[3];
-    Check(CRV_EvaluatePoint(curve.Record(), t, p), "CRV_EvaluatePoint");
+    Check(CRV_EvaluatePoint(curve.get(), t, p), "CRV_EvaluatePoint");
     result["crossings"].push_back({{"t", t}, {"point", std::vector<double>(p, p + 3)}});
     text << "t " << Num(t) << "  point " << Point(p, 3) << "\n";
     points.emplace_back(p, p + 3);
@@ -73,15 +73,15 @@ void Run(const Args& a, Session& s) {
   const EdgeView view(e);
   Curve edge(2);
   for (int i = 0; i < 4; ++i) {
-    const svg::Point q = view(curve.Record()->ctpts[i]);
-    edge.At(i, 0) = q.x;
-    edge.At(i, 1) = q.y;
+    const svg::Point q = view(curve.get()->ctpts[i]);
+    edge.at(i, 0) = q.x;
+    edge.at(i, 1) = q.y;
   }
   Figure fig("crv plane: " + Count(ts.size(), "crossing") + " with " + Equation(e, Short));
   fig.Subtitle("seen along the plane: up is the signed distance from it, across a direction in it");
   fig.Input(edge);
   double lo[2], hi[2];
-  Check(CRV_EvaluateBounds(edge.Record(), lo, hi), "CRV_EvaluateBounds");
+  Check(CRV_EvaluateBounds(edge.get(), lo, hi), "CRV_EvaluateBounds");
   const double pad = 0.1 * (hi[0] - lo[0]);
   fig.Polyline({{lo[0] - pad, 0}, {hi[0] + pad, 0}}, ink::Thin(ink::kGreen, 1.5, "8 4"),
                "the plane, edge-on");

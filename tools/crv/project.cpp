@@ -38,7 +38,7 @@ void Run(const Args& a, Session& s) {
 
   // The screen distances are squared against the tolerance: the projected control points must
   // stay within the tool's range too.
-  std::vector<double> projected = curve.Coords();
+  std::vector<double> projected = curve.coords();
   if (GEO_Transform3DFloatPoints(&m, 4, projected.data()) == 0)
     for (double v : projected)
       if (!(std::fabs(v) <= kMaxMagnitude))
@@ -75,7 +75,7 @@ void Run(const Args& a, Session& s) {
   // The exact projection, point by point, underneath.
   constexpr int kSamples = 201;
   std::vector<double> xyz(3 * kSamples);
-  Check(CRV_EvaluatePoints(curve.Record(), 0, 1, kSamples, xyz.data()), "CRV_EvaluatePoints");
+  Check(CRV_EvaluatePoints(curve.get(), 0, 1, kSamples, xyz.data()), "CRV_EvaluatePoints");
   const int32_t code = GEO_Transform3DFloatPoints(&m, kSamples, xyz.data());
   if (code != 0) throw InputError("the transform failed with host code " + std::to_string(code));
   std::vector<svg::Point> exact;
@@ -86,7 +86,7 @@ void Run(const Args& a, Session& s) {
     const Curve c(screen[i]);
     const char* label = i == 0 ? "screen cubics 1, 3, 5, ..." : i == 1 ? "screen cubics 2, 4, 6, ..." : "";
     fig.Curve(c, i % 2 ? ink::kRed : ink::kBlue, label);
-    joins.push_back({c.At(0, 0), c.At(0, 1)});
+    joins.push_back({c.at(0, 0), c.at(0, 1)});
   }
   if (!screen.empty()) joins.push_back({screen.back().points[3].x, screen.back().points[3].y});
   fig.Dots(joins, ink::kGreenDot, 4, "cubic ends");

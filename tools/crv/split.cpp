@@ -12,7 +12,7 @@ namespace {
 // The control polygon of a part, dashed in the part's colour.
 void PartPolygon(Figure& fig, const Curve& part, const svg::Style& style) {
   std::vector<svg::Point> polygon;
-  for (int i = 0; i < 4; ++i) polygon.push_back({part.At(i, 0), part.At(i, 1)});
+  for (int i = 0; i < 4; ++i) polygon.push_back({part.at(i, 0), part.at(i, 1)});
   fig.Polyline(polygon, ink::Thin(style, 1, "3 3"), "");
 }
 
@@ -21,14 +21,14 @@ void Run(const Args& a, Session& s) {
   RequireDrawable(a, curve);
   const double t = ParseNumber(a["--t"].text, "--t", 0, 1);
 
-  const int dims = curve.Dims();
+  const int dims = curve.dims();
   std::vector<double> five(5 * static_cast<size_t>(dims));
-  Check(CRV_SubdivideCurve(curve.Record(), t, five.data()), "CRV_SubdivideCurve");
+  Check(CRV_SubdivideCurve(curve.get(), t, five.data()), "CRV_SubdivideCurve");
   // The five new points q0, r0, m, r1, q2: left = P0 q0 r0 m, right = m r1 q2 P3.
   Curve left = curve, right = curve;
   for (int k = 0; k < dims; ++k) {
-    for (int i = 1; i <= 3; ++i) left.At(i, k) = five[(i - 1) * dims + k];
-    for (int i = 0; i <= 2; ++i) right.At(i, k) = five[(i + 2) * dims + k];
+    for (int i = 1; i <= 3; ++i) left.at(i, k) = five[(i - 1) * dims + k];
+    for (int i = 0; i <= 2; ++i) right.at(i, k) = five[(i + 2) * dims + k];
   }
 
   std::ostringstream text;
@@ -45,7 +45,7 @@ void Run(const Args& a, Session& s) {
   fig.Curve(right, ink::kRed, "right part, t in [" + Short(t) + ", 1], and its polygon");
   PartPolygon(fig, left, ink::kBlue);
   PartPolygon(fig, right, ink::kRed);
-  fig.Dots({{right.At(0, 0), right.At(0, 1)}}, ink::kGreenDot, 6, "split point B(t)");
+  fig.Dots({{right.at(0, 0), right.at(0, 1)}}, ink::kGreenDot, 6, "split point B(t)");
   fig.Save(a["--svg"].text, s);
 }
 

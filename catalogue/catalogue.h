@@ -14,21 +14,30 @@
 #include <string>
 #include <vector>
 
-#include "crv/crv.h"
+#include "crv/crv.hpp"
 #include "host/seq.h"
 
 namespace crvcat {
 
-// A CRV_Curve that owns its coordinates; copies rebind the record to their own storage.
+// A CRV_Curve that owns its coordinates (point-major), of any dimension: the one owning curve of
+// the catalogue, the tool and the tests. Copies rebind the record to their own storage, so get()
+// is always safe to hand to the library.
 class Curve {
  public:
   explicit Curve(int dims = 0) : coords_(4 * static_cast<size_t>(dims > 0 ? dims : 0)) {
     record_.dims = static_cast<int16_t>(dims);
     Bind();
   }
+  // 4 * dims coordinates, point-major; throws std::logic_error for another count.
+  Curve(int dims, std::vector<double> coords);
   // Four points given as lists of equal length.
   Curve(std::initializer_list<double> p0, std::initializer_list<double> p1,
         std::initializer_list<double> p2, std::initializer_list<double> p3);
+  template <int N, typename V>
+  explicit Curve(const CRV_CurveClass<N, V>& c) : Curve(N) {
+    for (int i = 0; i < 4; ++i)
+      for (int k = 0; k < N; ++k) at(i, k) = c.record.ctpts[i][k];
+  }
   Curve(const Curve& other) : record_{other.record_.dims, {}}, coords_(other.coords_) { Bind(); }
   Curve& operator=(const Curve& other) {
     coords_ = other.coords_;
@@ -39,9 +48,14 @@ class Curve {
   int dims() const { return record_.dims; }
   const CRV_Curve* get() const { return &record_; }
   CRV_Curve* get() { return &record_; }
+  operator const CRV_Curve&() const { return record_; }  // NOLINT: a curve is its record
   double& at(int point, int k) { return coords_[static_cast<size_t>(point * dims() + k)]; }
   double at(int point, int k) const { return coords_[static_cast<size_t>(point * dims() + k)]; }
   const std::vector<double>& coords() const { return coords_; }
+  std::vector<double> Point(int i) const;  // control point i
+
+  CRV_CurveClass2D As2D() const;  // dims must be 2
+  CRV_CurveClass3D As3D() const;  // dims must be 3
 
  private:
   void Bind() {

@@ -688,6 +688,28 @@ std::vector<Row> MakeCatalogue() {
 
 }  // namespace
 
+Curve::Curve(int dims, std::vector<double> coords) : Curve(dims) {
+  if (coords.size() != coords_.size()) throw std::logic_error("a curve needs 4 * dims coordinates");
+  coords_ = std::move(coords);
+  Bind();
+}
+
+std::vector<double> Curve::Point(int i) const {
+  return {coords_.begin() + i * dims(), coords_.begin() + (i + 1) * dims()};
+}
+
+CRV_CurveClass2D Curve::As2D() const {
+  CRV_CurveClass2D c;
+  for (int i = 0; i < 4; ++i) c.points[i] = {at(i, 0), at(i, 1)};
+  return c;
+}
+
+CRV_CurveClass3D Curve::As3D() const {
+  CRV_CurveClass3D c;
+  for (int i = 0; i < 4; ++i) c.points[i] = {at(i, 0), at(i, 1), at(i, 2)};
+  return c;
+}
+
 Curve::Curve(std::initializer_list<double> p0, std::initializer_list<double> p1,
              std::initializer_list<double> p2, std::initializer_list<double> p3)
     : Curve(static_cast<int>(p0.size())) {
@@ -835,11 +857,11 @@ std::vector<std::string> MergePaths(const std::vector<std::string>& scalar,
                                     const std::vector<std::string>& paired) {
   std::vector<std::string> table = {
       "# CRV reference outputs: every row of the catalogue of exports",
-      "# (tools/catalogue/catalogue.cpp) called on fixed seeded inputs; crv selftest checks a build",
+      "# (catalogue/catalogue.cpp) called on fixed seeded inputs; crv selftest checks a build",
       "# against them. <row> <call> <result code and outputs, scalar path>[ | <the same, paired>]",
       "# Doubles as 16 hex digits of their bits (NaN as nan); arrays of more than four as",
       "# [length:FNV-1a hash of their bits] (crv selftest --print --full prints them). Regenerate",
-      "# with crv selftest --print > tests/golden/golden.txt only for a change that means to alter",
+      "# with crv selftest --print > catalogue/golden.txt only for a change that means to alter",
       "# results, and say why in its commit."};
   for (size_t i = 0; i < scalar.size() && i < paired.size(); ++i) {
     // Both lines start with the same "<row> <call> "; only the payloads may differ.
