@@ -1,4 +1,9 @@
-// The de Casteljau split, used by every routine that cuts a curve in two.
+// The de Casteljau split at any t, for CRV_SubdivideCurve and the curve class. One template
+// serves the scalar form (one coordinate at a time) and the paired one (x and y side by side in
+// Lanes2): every lane takes the same steps, so both give the same bits, and the paired form only
+// halves the work for the common 2-D curve. The halvings at t = 0.5 of the walk by distance and
+// of the nearest-point search keep their own midpoint form, (a + b) 0.5 and 0.5 a + 0.5 b, which
+// is what their results are pinned to and rounds differently from p0 + (p1 - p0) 0.5.
 #ifndef CRV_CORE_CASTELJAU_H
 #define CRV_CORE_CASTELJAU_H
 

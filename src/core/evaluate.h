@@ -1,7 +1,13 @@
 // Evaluation for the library's own use: the same formulas, and the same choice between the scalar
 // and the paired path, as the exported functions, without their result codes (evaluation cannot
-// fail). Every subsystem that evaluates a curve goes through these, so an internal evaluation
-// gives the bits a caller would get from the export.
+// fail). Where a subsystem's answer is defined as the exported B(t), it evaluates through these,
+// so it gives the bits a caller would get from the export. Two forms exist because both are
+// pinned: the host's capability record chooses the path, and each path's sums run in their own
+// order (the scalar path nested, the paired one by the four weights of evaluate_paired.h), so
+// the results may differ in the last bit and neither can stand in for the other. Other
+// subsystems evaluate by their own formulas where those are what their results are pinned to:
+// the bounds' regrouped Bernstein form, the forward differences of CRV_EvaluatePoints, the
+// nearest-point search's de Casteljau on its own control polygon.
 //
 // Per coordinate, with P0..P3 its control values:
 //   c = 3 (P1 - P0),  b = 3 ((P0 - 2 P1) + P2),  a = (P3 - P0) + 3 (P1 - P2)

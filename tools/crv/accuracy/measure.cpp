@@ -1,168 +1,13 @@
-// `crv accuracy`: measures how far the library's answers lie from the mathematical quantities
-// they approximate, on seeded families of curves, and writes the report accuracy.md with its
-// plots. The references are computed independently in long double (64-bit mantissa, about 1e-19
-// relative), so what the tables show is the library's error, not the reference's.
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
-#include <deque>
-#include <filesystem>
 #include <string>
-#include <system_error>
 #include <vector>
 
-#include "catalogue/catalogue.h"
-#include "catalogue/reference.h"
-#include "commands.h"
-#include "figure.h"
-#include "output.h"
+#include "accuracy/accuracy.h"
 
 namespace crvtool {
-namespace {
-
-namespace fs = std::filesystem;
-using LD = long double;
+namespace accuracy {
 using namespace crvref;  // NOLINT: the references are the measurements' vocabulary
-
-constexpr int kCurvesPerFamily = 24;
-constexpr int kTableSamples = 128;  // the tool's and the arc-length spline's table
-
-// The catalogue's SplitMix64: the same sequence on every platform, unlike the std::
-// distributions.
-using Rng = crvcat::Rng;
-
-// ---- Families of curves
-
-struct Family {
-  std::string name, what;
-  bool function;  // time on x, rising: the function-curve lookups apply
-  std::vector<Curve> curves;
-};
-
-// Rotated by a random angle, scaled by 10^[lo, hi) and moved by up to that scale.
-Curve Place(Rng& r, std::vector<double> xy, double lo, double hi) {
-  const double a = r.Uniform(0, 2 * M_PI), s = std::pow(10.0, r.Uniform(lo, hi));
-  const double dx = s * r.Uniform(-1, 1), dy = s * r.Uniform(-1, 1);
-  for (size_t i = 0; i < 8; i += 2) {
-    const double x = xy[i], y = xy[i + 1];
-    xy[i] = s * (x * std::cos(a) - y * std::sin(a)) + dx;
-    xy[i + 1] = s * (x * std::sin(a) + y * std::cos(a)) + dy;
-  }
-  return Curve(2, xy);
-}
-
-std::vector<Family> Families(Rng& r) {
-  std::vector<Family> f{
-      {"easing",
-       "easing curves (0,0) (x1,y1) (x2,y2) (1,1), all four handle coordinates in [0, 1]",
-       true,
-       {}},
-      {"overshoot",
-       "easing curves with x1, x2 in [0, 1] and y1 in [-1, 0), y2 in (1, 2]: values beyond [0, 1]",
-       true,
-       {}},
-      {"remap", "time remaps: x and y both rising, over 1 to 1000 frames", true, {}},
-      {"loops", "curves that cross themselves, rotated, scaled by 1 to 100", false, {}},
-      {"cusps",
-       "(-a,0) (a,h) (-a,h) (a,0), a cusp at t = 0.5 up to the rounding of rotation and scale",
-       false,
-       {}},
-      {"straight",
-       "near-straight curves: handles on the chord, off it by 1e-8 to 1e-2 of its length",
-       false,
-       {}},
-      {"scaled",
-       "random control points in the unit square, scaled by 1e-3 to 1e6: short and long curves",
-       false,
-       {}}};
-  for (int i = 0; i < kCurvesPerFamily; ++i) {
-    f[0].curves.push_back(
-        Curve(2, {0, 0, r.Uniform(0, 1), r.Uniform(0, 1), r.Uniform(0, 1), r.Uniform(0, 1), 1, 1}));
-    const double x1 = r.Uniform(0, 1), y1 = r.Uniform(-1, 0), x2 = r.Uniform(0, 1),
-                 y2 = r.Uniform(1, 2);
-    f[1].curves.push_back(Curve(2, {0, 0, x1, y1, x2, y2, 1, 1}));
-    const double span = std::pow(10.0, r.Uniform(0, 3));
-    double x[4] = {0, r.Uniform(0, span), r.Uniform(0, span), span},
-           y[4] = {0, r.Uniform(0, span), r.Uniform(0, span), span * r.Uniform(0.2, 2)};
-    std::sort(x, x + 4);
-    std::sort(y, y + 4);
-    f[2].curves.push_back(Curve(2, {x[0], y[0], x[1], y[1], x[2], y[2], x[3], y[3]}));
-    const double o = r.Uniform(0.3, 1.5), h = r.Uniform(0.8, 2);
-    f[3].curves.push_back(Place(r, {0, 0, 1 + o, h, -o, h, 1, 0}, 0, 2));
-    const double a = r.Uniform(0.5, 2), ch = r.Uniform(0.5, 2);
-    f[4].curves.push_back(Place(r, {-a, 0, a, ch, -a, ch, a, 0}, 0, 2));
-    const double e = std::pow(10.0, r.Uniform(-8, -2));
-    f[5].curves.push_back(Place(r,
-                                {0, 0, r.Uniform(0.1, 0.5), e * r.Uniform(-1, 1),
-                                 r.Uniform(0.5, 0.9), e * r.Uniform(-1, 1), 1, 0},
-                                0, 2));
-    std::vector<double> u(8);
-    for (double& v : u) v = r.Uniform(0, 1);
-    f[6].curves.push_back(Place(r, u, -3, 6));
-  }
-  return f;
-}
-
-// A 3-D curve from a 2-D one: z in +-half its largest extent.
-Curve Lift(Rng& r, const Curve& c) {
-  double extent = 0;
-  for (int k = 0; k < 2; ++k)
-    for (int i = 0; i < 4; ++i) extent = std::max(extent, std::fabs(c.at(i, k) - c.at(0, k)));
-  std::vector<double> xyz;
-  for (int i = 0; i < 4; ++i)
-    xyz.insert(xyz.end(), {c.at(i, 0), c.at(i, 1), extent * r.Uniform(-0.5, 0.5)});
-  return Curve(3, xyz);
-}
-
-// ---- The report
-
-// The errors of one export on one family, and the input of the largest.
-struct Stat {
-  std::string family;
-  std::vector<double> errors;
-  double worst = -INFINITY;
-  std::string input;
-  template <class F>
-  void Add(double e, F describe) {
-    if (std::isnan(e)) e = INFINITY;
-    errors.push_back(e);
-    if (e > worst) worst = e, input = describe();
-  }
-};
-
-struct Section {
-  std::string title, how;
-  std::vector<Stat> rows;
-  Stat& Row(const std::string& family) {
-    for (Stat& s : rows)
-      if (s.family == family) return s;
-    rows.push_back({family, {}, -INFINITY, ""});
-    return rows.back();
-  }
-};
-
-using Report = std::deque<Section>;  // a deque: sections stay put while more are added
-
-Section& Add(Report& report, std::string title, std::string how) {
-  report.push_back({std::move(title), std::move(how), {}});
-  return report.back();
-}
-
-std::string In(const Curve& c) {
-  std::string s;
-  for (int i = 0; i < 4; ++i) s += (i ? " " : "") + Point(c.Point(i));
-  return s;
-}
-
-std::string E(double v) {
-  char buf[32];
-  std::snprintf(buf, sizeof buf, "%.3g", v);
-  return buf;
-}
-
-// ---- Measurements
 
 void MeasureEvaluation(Rng& r, const std::vector<Family>& families, Report& report) {
   Section& point = Add(report, "CRV_EvaluatePoint, CRV_EvaluateDeriv, CRV_EvaluateDeriv2",
@@ -179,9 +24,9 @@ void MeasureEvaluation(Rng& r, const std::vector<Family>& families, Report& repo
       for (int i = 0; i < 16; ++i) {
         const double t = r.Uniform(0, 1);
         double out[3][2];
-        Check(CRV_EvaluatePoint(c.get(), t, out[0]), "CRV_EvaluatePoint");
-        Check(CRV_EvaluateDeriv(c.get(), t, out[1]), "CRV_EvaluateDeriv");
-        Check(CRV_EvaluateDeriv2(c.get(), t, out[2]), "CRV_EvaluateDeriv2");
+        CRV_EvaluatePoint(c.get(), t, out[0]);
+        CRV_EvaluateDeriv(c.get(), t, out[1]);
+        CRV_EvaluateDeriv2(c.get(), t, out[2]);
         double e = 0;
         for (int order = 0; order < 3; ++order)
           for (int k = 0; k < 2; ++k)
@@ -189,14 +34,14 @@ void MeasureEvaluation(Rng& r, const std::vector<Family>& families, Report& repo
         point.Row(f.name).Add(e, [&] { return In(c) + ", t = " + Num(t); });
       }
       std::vector<double> xy(2 * 1001);
-      Check(CRV_EvaluatePoints(c.get(), 0, 1, 1001, xy.data()), "CRV_EvaluatePoints");
+      CRV_EvaluatePoints(c.get(), 0, 1, 1001, xy.data());
       double e = 0;
       for (int i = 0; i < 1001; ++i)
         for (int k = 0; k < 2; ++k)
           e = std::max<double>(e, std::fabs(xy[2 * i + k] - Bez(c, k, i / 1000.0L)));
       points.Row(f.name).Add(e, [&] { return In(c); });
       double lo[2], hi[2];
-      Check(CRV_EvaluateBounds(c.get(), lo, hi), "CRV_EvaluateBounds");
+      CRV_EvaluateBounds(c.get(), lo, hi);
       e = 0;
       for (int k = 0; k < 2; ++k) {
         LD tl, th;
@@ -231,10 +76,10 @@ void MeasureFunctionCurves(Rng& r, const std::vector<Family>& families, Report& 
         const double x = r.Uniform(c.at(0, 0), c.at(3, 0));
         const LD t = Solve(c, 0, x), xs = Bez(c, 0, t, 1);
         double lt = 0, y = 0, slope = 0, second = 0;
-        Check(CRV_TFromX(rec, x, &lt), "CRV_TFromX");
-        Check(CRV_EvaluateYFromX(rec, x, &y), "CRV_EvaluateYFromX");
-        Check(CRV_Evaluate1dDerivFromX(rec, x, &slope), "CRV_Evaluate1dDerivFromX");
-        Check(CRV_Evaluate1dDeriv2FromX(rec, x, &second), "CRV_Evaluate1dDeriv2FromX");
+        CRV_TFromX(rec, x, &lt);
+        CRV_EvaluateYFromX(rec, x, &y);
+        CRV_Evaluate1dDerivFromX(rec, x, &slope);
+        CRV_Evaluate1dDeriv2FromX(rec, x, &second);
         auto at = [&] { return In(c) + ", x = " + Num(x); };
         tx.Row(f.name).Add(std::fabs(lt - t), at);
         yx.Row(f.name).Add(std::fabs(y - Bez(c, 1, t)), at);
@@ -247,15 +92,15 @@ void MeasureFunctionCurves(Rng& r, const std::vector<Family>& families, Report& 
         auto value = [&](LD u) { return Bez(c, 1, u); };
         const LD mean = t2 == t ? Bez(c, 1, t) : kGauss.Rule(value, t, t2) / (t2 - t);
         double average = 0;
-        Check(CRV_EvaluateYAverageFromXToX(rec, x, x2, &average), "CRV_EvaluateYAverageFromXToX");
+        CRV_EvaluateYAverageFromXToX(rec, x, x2, &average);
         av.Row(f.name).Add(std::fabs(average - mean),
                            [&] { return In(c) + ", x1 = " + Num(x) + ", x2 = " + Num(x2); });
         if (f.name != "remap") continue;
         const double v = r.Uniform(c.at(0, 1), c.at(3, 1));
         const LD tv = Solve(c, 1, v);
         double ly = 0, lx = 0;
-        Check(CRV_TFromY(rec, v, &ly), "CRV_TFromY");
-        Check(CRV_EvaluateXFromY(rec, v, &lx), "CRV_EvaluateXFromY");
+        CRV_TFromY(rec, v, &ly);
+        CRV_EvaluateXFromY(rec, v, &lx);
         ty.Row(f.name).Add(std::max<double>(std::fabs(ly - tv), std::fabs(lx - Bez(c, 0, tv))),
                            [&] { return In(c) + ", y = " + Num(v); });
       }
@@ -434,7 +279,7 @@ void MeasureSpace(Rng& r, const std::vector<Family>& families, Report& report) {
       // Projection, in long double on the exact curve.
       Curve cube = c;
       double lo[3], hi[3], size = 0;
-      Check(CRV_EvaluateBounds(c.get(), lo, hi), "CRV_EvaluateBounds");
+      CRV_EvaluateBounds(c.get(), lo, hi);
       for (int k = 0; k < 3; ++k) size = std::max(size, hi[k] - lo[k]);
       for (int i = 0; i < 4; ++i)
         for (int k = 0; k < 3; ++k) cube.at(i, k) = (c.at(i, k) - (lo[k] + hi[k]) / 2) * 200 / size;
@@ -472,7 +317,7 @@ void MeasureSpace(Rng& r, const std::vector<Family>& families, Report& report) {
         const double t0 = r.Uniform(0.05, 0.95);
         GEO_PlaneEq e{n[0] / std::sqrt(len), n[1] / std::sqrt(len), n[2] / std::sqrt(len), 0};
         double p0[3];
-        Check(CRV_EvaluatePoint(c.get(), t0, p0), "CRV_EvaluatePoint");
+        CRV_EvaluatePoint(c.get(), t0, p0);
         e.d = -(e.a * p0[0] + e.b * p0[1] + e.c * p0[2]);
         auto g = [&](LD t) {
           return e.a * Bez(c, 0, t) + e.b * Bez(c, 1, t) + e.c * Bez(c, 2, t) + e.d;
@@ -506,183 +351,5 @@ void MeasureSpace(Rng& r, const std::vector<Family>& families, Report& report) {
     }
 }
 
-// ---- Plots
-
-std::string PlotTFromX() {
-  const Curve c(2, {0, 0, 0.25, 0.1, 0.25, 1, 1, 1});
-  Figure fig("Error of CRV_TFromX on the easing curve (0,0) (0.25,0.1) (0.25,1) (1,1)",
-             Figure::Frame::kFunction);
-  fig.Axes("time x", "|t - t*|");
-  fig.Subtitle("999 even times; t* by bisection in long double");
-  std::vector<svg::Point> pts;
-  for (int i = 1; i < 1000; ++i) {
-    double t = 0;
-    Check(CRV_TFromX(c.get(), i / 1000.0, &t), "CRV_TFromX");
-    pts.push_back({i / 1000.0, double(std::fabs(t - Solve(c, 0, i / 1000.0L)))});
-  }
-  fig.Dots(pts, ink::kBlueDot, 1.5, "parameter error");
-  return fig.Svg();
-}
-
-const Curve kArch(2, {0, 0, 10, 30, 40, 30, 50, 0});
-
-std::string PlotArcTable() {
-  Figure fig("Error of the arc-length table's total length against its samples",
-             Figure::Frame::kFunction);
-  fig.Axes("log10 n (samples)", "log10 |L - L*|");
-  fig.Subtitle(
-      "curve (0,0) (10,30) (40,30) (50,0), L* = 71.9 by quadrature; an exact 0 is drawn at -20");
-  const LD length = Arc(kArch, 0, 1);
-  std::vector<svg::Point> pts;
-  for (int n = 2; n <= 4096; n = std::max(n + 1, int(n * 1.15))) {
-    OwnedList table;
-    double L = 0;
-    Check(CRV_BuildArcTable(kArch.get(), n, &table.handle, &L), "CRV_BuildArcTable");
-    pts.push_back(
-        {std::log10(double(n)), std::log10(std::max(std::fabs(double(L - length)), 1e-20))});
-  }
-  fig.Polyline(pts, ink::kBlue, "table total");
-  return fig.Svg();
-}
-
-std::string PlotTFromS() {
-  Figure fig("Error of t at arc length along the curve (0,0) (10,30) (40,30) (50,0)",
-             Figure::Frame::kFunction);
-  fig.Axes("arc length s", "|t - t*|");
-  fig.Subtitle(
-      "table of 128 samples (blue) and arc-length spline with bound (L/1000)^2 (red); t* by Newton "
-      "on quadrature");
-  const LD length = Arc(kArch, 0, 1);
-  OwnedList table, spline;
-  std::vector<svg::Point> a, b;
-  for (int i = 0; i <= 400; ++i) {
-    const double s = double(length) * i / 400;
-    const LD ts = TAtArc(kArch, s, length);
-    double t1 = 0, t2 = 0;
-    Check(CRV_TFromS(kArch.get(), s, kTableSamples, &table.handle, &t1), "CRV_TFromS");
-    Check(CRV_TFromSSpline(kArch.get(), s, double(length * length) * 1e-6, &spline.handle, &t2),
-          "CRV_TFromSSpline");
-    a.push_back({s, double(std::fabs(t1 - ts))});
-    b.push_back({s, double(std::fabs(t2 - ts))});
-  }
-  fig.Polyline(a, ink::kBlue, "table");
-  fig.Polyline(b, ink::kRed, "spline");
-  return fig.Svg();
-}
-
-// ---- The document
-
-// The largest error of a section over its families.
-double Largest(const Report& report, const std::string& title) {
-  double worst = 0;
-  for (const Section& s : report)
-    if (s.title == title)
-      for (const Stat& row : s.rows) worst = std::max(worst, row.worst);
-  return worst;
-}
-
-std::string Document(const std::vector<Family>& families, const Report& report) {
-  std::string md =
-      "# Accuracy of libcrv\n\n"
-      "Written by `crv accuracy`; a test compares this file and its plots with what the tool "
-      "writes, so they change only with the code.\n\n"
-      "Each export whose result approximates a mathematical quantity is measured against an "
-      "independent reference computed in long double (64-bit mantissa), on seeded families of "
-      "curves (SplitMix64, the same curves on every run). **Errors are in the units of the "
-      "quantity**: parameter units for t, the curve's units for points and lengths, value units "
-      "for function-curve values; fits are the exception, given as a fraction of the bound asked. "
-      "Each table gives, per family, the median and the largest error and the input of the "
-      "largest (control points P0 to P3, then the argument).\n\n"
-      "## Families\n\n";
-  for (const Family& f : families)
-    md += "- **" + f.name + "** (" + std::to_string(f.curves.size()) + "): " + f.what + "\n";
-  md += "\n## Results\n";
-  for (const Section& s : report) {
-    md += "\n### " + s.title + "\n\n" + s.how +
-          "\n\n| family | median | largest | input of the largest |\n|---|---|---|---|\n";
-    for (const Stat& row : s.rows) {
-      std::vector<double> e = row.errors;
-      std::sort(e.begin(), e.end());
-      md += "| " + row.family + " | " + E(e[e.size() / 2]) + " | " + E(row.worst) + " | " +
-            row.input + " |\n";
-    }
-  }
-  md +=
-      "\n## Plots\n\n"
-      "The parameter at a time on a typical easing curve: the error stays at the rounding of t.\n\n"
-      "![error of t at x](accuracy-t-from-x.svg)\n\n"
-      "The table's total length converges like 1/n^2 (its chords cut the corners): each "
-      "doubling of the samples divides the error by four.\n\n"
-      "![error of the table's length against n](accuracy-arc-length.svg)\n\n"
-      "t at arc length: the table interpolates linearly between its entries, the spline within "
-      "its bound.\n\n"
-      "![error of t at s](accuracy-t-from-s.svg)\n\n"
-      "## Limits\n\n"
-      "1. Arc-length tables: the parameters rise by 1/(n - 1), accumulated by n - 1 additions. "
-      "Each addition rounds by at most half an ulp of a number below 1, so the last entry's t "
-      "drifts by at most (n - 1) 2^-54 plus the rounding of the step, which stays below the "
-      "1e-10 tolerance on table keys for n up to 1,800,000 samples. From a few million samples "
-      "on the drift can pass it (n = 3,648,032 leaves the last t 1.01e-10 below 1); then, on "
-      "the curve (0,0) (10,30) (40,30) (50,0), s at t = 1 finds no entry and answers the chord, "
-      "50, instead of the length 71.9, and t from s answers differently on first use and on "
-      "reuse of the table. The tool's `--samples` cap (1,000,000) stays below the limit.\n"
-      "2. Multiple-curve fits (and the arc-length spline built on them): a bound of 0 or less "
-      "is never met, so every segment splits down to two samples; where samples coincide or tie "
-      "each split peels off one sample and the work grows with the square of the count (10^5 "
-      "coincident samples with bound 0 give no answer within 10 s).\n"
-      "3. Screen projection: a piece is tested against the tolerance at its parameters 1/4 and "
-      "3/4 only, so between them it may stray further: with tolerance 0.5 the measured screen "
-      "distance reaches " +
-      E(Largest(report, "CRV_3DScreenCurveAdaptiveEvaluator")) +
-      ".\n"
-      "4. Single-curve fits deliver their last curve whether or not it meets the bound: on loops "
-      "and cusps the largest squared distance reaches " +
-      E(Largest(report, "CRV_FitOneCurve")) +
-      " times the bound. Chains of curves meet it.\n"
-      "5. Nearest point: the distance found exceeds the least by up to " +
-      E(Largest(report, "CRV_NearestPointOnCurve")) +
-      " on the scaled curves (a relative error "
-      "near 1e-4 at 1e6), while the medians stay near the rounding.\n"
-      "6. Errors of points, lengths and distances are absolute and grow with the coordinates: "
-      "the scaled family, up to 1e6, carries the largest of most tables.\n";
-  return md;
-}
-
-// Writes the files into DIR, the only files this command is asked to write. A symbolic link in
-// their place would make it replace a file elsewhere: any one refuses them all, before anything
-// is written.
-void WriteAll(const fs::path& dir, const std::vector<std::pair<std::string, std::string>>& files) {
-  for (const auto& [name, text] : files) {
-    struct stat st;
-    if (lstat((dir / name).c_str(), &st) == 0 && S_ISLNK(st.st_mode))
-      throw InputError("--out: " + Quote((dir / name).string()) +
-                       " is a symbolic link; crv accuracy writes only its own files in DIR");
-  }
-  for (const auto& [name, text] : files) WriteFileSafely((dir / name).string(), text, "--out");
-}
-
-void Run(const Args& a, Session& s) {
-  const fs::path dir = a["--out"].text;
-  std::error_code ec;
-  fs::create_directories(dir, ec);
-  if (ec) throw WriteError("--out: cannot create " + Quote(dir.string()) + ": " + ec.message());
-  Rng r(20240601);
-  const std::vector<Family> families = Families(r);
-  Report report;
-  MeasureEvaluation(r, families, report);
-  MeasureFunctionCurves(r, families, report);
-  MeasureArcLength(r, families, report);
-  MeasureFits(r, families, report);
-  MeasureFlattening(families, report);
-  MeasureSpace(r, families, report);
-  WriteAll(dir, {{"accuracy-t-from-x.svg", PlotTFromX()},
-                 {"accuracy-arc-length.svg", PlotArcTable()},
-                 {"accuracy-t-from-s.svg", PlotTFromS()},
-                 {"accuracy.md", Document(families, report)}});
-  s.out << "wrote " << (dir / "accuracy.md").string() << " and 3 plots\n";
-}
-
-const Registered kRegistered("accuracy", Run);
-
-}  // namespace
+}  // namespace accuracy
 }  // namespace crvtool
