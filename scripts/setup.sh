@@ -4,10 +4,11 @@
 set -euo pipefail
 
 # doxygen makes the reference, help2man the crv man page; the gallery test renders with
-# rsvg-convert (librsvg2-bin) and measures labels in DejaVu Sans (fonts-dejavu-core).
+# rsvg-convert (librsvg2-bin) and measures labels in DejaVu Sans (fonts-dejavu-core); MPFR
+# (libmpfr-dev) is the reference the correctly rounded functions are checked against.
 packages=(cmake ninja-build g++ binutils googletest libgtest-dev libgmock-dev libbenchmark-dev
           libcli11-dev nlohmann-json3-dev pkg-config python3 librsvg2-bin fonts-dejavu-core
-          doxygen help2man clang libclang-rt-14-dev)
+          doxygen help2man clang libclang-rt-14-dev libmpfr-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

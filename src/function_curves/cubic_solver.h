@@ -6,12 +6,16 @@
 //   c1 = 3 (p1 - p0),  c2 = 3 (p0 - 2 p1 + p2),  c3 = 3 (p1 - p2) - p0 + p3,  c0 = p0 - V
 // solved in closed form: a line, a quadratic, or Cardano's cubic (one real root, or three by the
 // trigonometric form). Every grouping below is the one the results are pinned to, bit for bit.
+// The cube root, arc cosine and cosine are the library's own correctly rounded ones
+// (core/exact_math.h), not the platform's: every C library rounds its own way, and only the
+// nearest double is the same everywhere, so the answers are the same bits on every platform.
 #ifndef CRV_FUNCTION_CURVES_CUBIC_SOLVER_H
 #define CRV_FUNCTION_CURVES_CUBIC_SOLVER_H
 
 #include <cmath>
 #include <cstdint>
 
+#include "core/exact_math.h"
 #include "core/quadratic.h"
 #include "crv/crv.h"
 
@@ -114,10 +118,10 @@ inline void SolveUnclamped(const Terms& s, const ThreeRootTerms& three, double v
     // sees a non-negative argument; |A| >= cbrt(S) > 0, so Q / A is finite. Taken wherever it is.
     const double root = std::sqrt(r2 - s.q3);
     if (r >= 0.0) {
-      const double big = std::cbrt(r + root);
+      const double big = ExactCbrt(r + root);
       *t = -(s.aThird + big) - s.q / big;
     } else {
-      const double big = std::cbrt(root - r);
+      const double big = ExactCbrt(root - r);
       *t = big - s.aThird + s.q / big;
     }
     return;
