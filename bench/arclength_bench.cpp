@@ -65,51 +65,42 @@ void BM_BuildArcTable_New(benchmark::State& state) {
 }
 BENCHMARK(BM_BuildArcTable_New);
 
-void BM_SFromT(benchmark::State& state) {
+// One lookup against a 128-sample table of a 2-D curve, cycling through 256 inputs: parameters
+// in [0, 1] (byLength false) or lengths along the curve.
+template <typename Lookup>
+void TableLookup(benchmark::State& state, bool byLength, Lookup lookup) {
   const Curve curve(2, 0.0, 1000.0, 3);
   SEQ_ListH table = nullptr;
-  double length = 0.0, s = 0.0;
+  double length = 0.0, out[2];
   CRV_BuildArcTable(&curve.record, 128, &table, &length);
-  const std::vector<double> ts = Inputs(0.0, 1.0);
+  const std::vector<double> inputs = Inputs(0.0, byLength ? length : 1.0);
   size_t i = 0;
   for (auto _ : state) {
-    benchmark::DoNotOptimize(CRV_SFromT(&curve.record, ts[i], 128, &table, &s));
-    benchmark::DoNotOptimize(s);
+    benchmark::DoNotOptimize(lookup(&curve.record, inputs[i], &table, out));
+    benchmark::DoNotOptimize(out);
     i = (i + 1) & 255;
   }
   SEQ_Dispose(table, 0);
+}
+
+void BM_SFromT(benchmark::State& state) {
+  TableLookup(state, false, [](const CRV_Curve* c, double t, SEQ_ListH* table, double* s) {
+    return CRV_SFromT(c, t, 128, table, s);
+  });
 }
 BENCHMARK(BM_SFromT);
 
 void BM_TFromS(benchmark::State& state) {
-  const Curve curve(2, 0.0, 1000.0, 3);
-  SEQ_ListH table = nullptr;
-  double length = 0.0, t = 0.0;
-  CRV_BuildArcTable(&curve.record, 128, &table, &length);
-  const std::vector<double> ss = Inputs(0.0, length);
-  size_t i = 0;
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(CRV_TFromS(&curve.record, ss[i], 128, &table, &t));
-    benchmark::DoNotOptimize(t);
-    i = (i + 1) & 255;
-  }
-  SEQ_Dispose(table, 0);
+  TableLookup(state, true, [](const CRV_Curve* c, double s, SEQ_ListH* table, double* t) {
+    return CRV_TFromS(c, s, 128, table, t);
+  });
 }
 BENCHMARK(BM_TFromS);
 
 void BM_EvaluatePointFromS(benchmark::State& state) {
-  const Curve curve(2, 0.0, 1000.0, 3);
-  SEQ_ListH table = nullptr;
-  double length = 0.0, point[2];
-  CRV_BuildArcTable(&curve.record, 128, &table, &length);
-  const std::vector<double> ss = Inputs(0.0, length);
-  size_t i = 0;
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(CRV_EvaluatePointFromS(&curve.record, ss[i], 128, &table, point));
-    benchmark::DoNotOptimize(point);
-    i = (i + 1) & 255;
-  }
-  SEQ_Dispose(table, 0);
+  TableLookup(state, true, [](const CRV_Curve* c, double s, SEQ_ListH* table, double* point) {
+    return CRV_EvaluatePointFromS(c, s, 128, table, point);
+  });
 }
 BENCHMARK(BM_EvaluatePointFromS);
 

@@ -42,46 +42,42 @@ void BM_EvaluatePoint(benchmark::State& state) {
 }
 BENCHMARK(BM_EvaluatePoint)->ArgNames({"dims", "paired"})->Args({2, 0})->Args({2, 1})->Args({3, 0})->Args({3, 1});
 
-void BM_EvaluateDeriv(benchmark::State& state) {
+// One call at a fixed parameter on one 2-D curve of the pool after another, N doubles out.
+template <size_t N, typename Call>
+void AtParameter(benchmark::State& state, double t, Call call) {
   const CurvePool pool(2);
-  double out[2];
+  double out[N];
   int i = 0;
   for (auto _ : state) {
-    CRV_EvaluateDeriv(&pool.curves[i], 0.37, out);
+    call(&pool.curves[i], t, out);
     benchmark::DoNotOptimize(out);
     i = (i + 1) & (CurvePool::kCount - 1);
   }
 }
+
+void BM_EvaluateDeriv(benchmark::State& state) { AtParameter<2>(state, 0.37, CRV_EvaluateDeriv); }
 BENCHMARK(BM_EvaluateDeriv);
 
-void BM_EvaluatePoints(benchmark::State& state) {
+// n even samples over [0, 1] of one curve of the pool after another.
+template <typename Sampler>
+void Samples(benchmark::State& state, Sampler sample) {
   const CurvePool pool(2);
   const int32_t n = static_cast<int32_t>(state.range(0));
   std::vector<double> out(static_cast<size_t>(2 * n));
   int i = 0;
   for (auto _ : state) {
-    CRV_EvaluatePoints(&pool.curves[i], 0.0, 1.0, n, out.data());
+    sample(&pool.curves[i], 0.0, 1.0, n, out.data());
     benchmark::DoNotOptimize(out.data());
     benchmark::ClobberMemory();
     i = (i + 1) & (CurvePool::kCount - 1);
   }
   state.SetItemsProcessed(state.iterations() * n);
 }
+
+void BM_EvaluatePoints(benchmark::State& state) { Samples(state, CRV_EvaluatePoints); }
 BENCHMARK(BM_EvaluatePoints)->Arg(100)->Arg(10000);
 
-void BM_EvaluateDerivs(benchmark::State& state) {
-  const CurvePool pool(2);
-  const int32_t n = static_cast<int32_t>(state.range(0));
-  std::vector<double> out(static_cast<size_t>(2 * n));
-  int i = 0;
-  for (auto _ : state) {
-    CRV_EvaluateDerivs(&pool.curves[i], 0.0, 1.0, n, out.data());
-    benchmark::DoNotOptimize(out.data());
-    benchmark::ClobberMemory();
-    i = (i + 1) & (CurvePool::kCount - 1);
-  }
-  state.SetItemsProcessed(state.iterations() * n);
-}
+void BM_EvaluateDerivs(benchmark::State& state) { Samples(state, CRV_EvaluateDerivs); }
 BENCHMARK(BM_EvaluateDerivs)->Arg(100)->Arg(10000);
 
 void BM_EvaluateBounds(benchmark::State& state) {
@@ -98,14 +94,9 @@ void BM_EvaluateBounds(benchmark::State& state) {
 BENCHMARK(BM_EvaluateBounds)->ArgName("dims")->Arg(2)->Arg(3);
 
 void BM_SubdivideCurve(benchmark::State& state) {
-  const CurvePool pool(2);
-  double out[10];
-  int i = 0;
-  for (auto _ : state) {
-    CRV_SubdivideCurve(&pool.curves[i], 0.4, out);
-    benchmark::DoNotOptimize(out);
-    i = (i + 1) & (CurvePool::kCount - 1);
-  }
+  AtParameter<10>(state, 0.4, [](const CRV_Curve* c, double t, double* out) {
+    return CRV_SubdivideCurve(c, t, out);
+  });
 }
 BENCHMARK(BM_SubdivideCurve);
 
