@@ -20,9 +20,13 @@ using crvtest::OwnedList;
 using crvtest::Random;
 using Pair = std::array<double, 2>;  // a table entry {t, s} or a point {x, y}
 
+// The items of a table or a walk's list, which hold two doubles each: a host reads them in place
+// at that stride.
 std::vector<Pair> Items(SEQ_ListH list) {
-  int32_t count;
+  int32_t count, itemSize;
   std::memcpy(&count, static_cast<const char*>(*list) + SEQ_BLOCK_COUNT_OFFSET, sizeof count);
+  std::memcpy(&itemSize, static_cast<const char*>(*list) + SEQ_BLOCK_ITEM_SIZE_OFFSET, sizeof itemSize);
+  EXPECT_EQ(itemSize, int32_t(sizeof(Pair)));
   std::vector<Pair> items(static_cast<size_t>(count));
   for (int32_t i = 0; i < count; ++i) EXPECT_EQ(SEQ_GetItem(list, i, items[size_t(i)].data()), 0);
   return items;
@@ -64,6 +68,12 @@ TEST(ArcTable, HandCheckedAnswers) {
   EXPECT_NEAR(length, 5.0, 1e-13);
   ASSERT_EQ(CRV_TFromS(line.get(), 1.25, 50, &table.handle, &t), 0);
   EXPECT_NEAR(t, 0.25, 1e-13);
+  // A length within the key tolerance (1e-10) of either end is that end, exactly: a host that
+  // sums lengths itself lands on the ends.
+  for (const auto& [near, end] : {Pair{4e-11, 0}, Pair{-4e-11, 0}, Pair{5 - 4e-11, 1}, Pair{5 + 4e-11, 1}}) {
+    ASSERT_EQ(CRV_TFromS(line.get(), near, 50, &table.handle, &t), 0);
+    EXPECT_EQ(t, end) << near;
+  }
   // The arch: 71.9062525227 long (a fine midpoint sum, apart from the quadrature above); by
   // symmetry half of it is reached at t = 0.5, the apex B(0.5) = (25, 22.5).
   EXPECT_NEAR(ReferenceLength(*kArch.get()), 71.9062525227, 1e-9);
