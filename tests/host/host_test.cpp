@@ -103,6 +103,25 @@ TEST(Host, ListMatchesAVectorUnderRandomOperations) {
   EXPECT_EQ(HOST_HeldLocks(), locks);
 }
 
+// A caller may insert an item it reads in place from the same list: the shift that makes room
+// moves the item, and growth frees its block, yet the copy is of the item as it was.
+TEST(Host, InsertCopiesAnItemOfTheListItself) {
+  SEQ_ListH h = nullptr;
+  ASSERT_EQ(SEQ_New(0, sizeof(int32_t), 2, 1, &h), 0);
+  for (int32_t v = 0; v < 5; ++v) ASSERT_EQ(SEQ_Insert(&v, -1, h), 0);
+  std::vector<int32_t> model = {0, 1, 2, 3, 4};
+  for (const auto& [from, at] : {std::pair{3, 1}, {0, 0}, {5, 6}, {2, 7}, {7, 2}}) {
+    const char* items = static_cast<const char*>(*h) + SEQ_BLOCK_ITEMS_OFFSET;
+    ASSERT_EQ(SEQ_Insert(items + from * sizeof(int32_t), at, h), 0);
+    model.insert(model.begin() + at, model[size_t(from)]);
+    std::vector<int32_t> got(model.size());
+    std::memcpy(got.data(), static_cast<const char*>(*h) + SEQ_BLOCK_ITEMS_OFFSET,
+                got.size() * sizeof(int32_t));
+    ASSERT_EQ(got, model) << "item " << from << " inserted at " << at;
+  }
+  ASSERT_EQ(SEQ_Dispose(h, 0), 0);
+}
+
 TEST(Host, HandlesAreUsableDistinctAndCounted) {
   const int64_t live = HOST_LiveHandles();
   HS_Handle a = HS_AllocateHandle(1, "a", 100), b = HS_AllocateHandleClear(1, "b", 64);
