@@ -8,7 +8,9 @@ set -euo pipefail
 # (libmpfr-dev) is the reference the correctly rounded functions are checked against.
 packages=(cmake ninja-build g++ binutils googletest libgtest-dev libgmock-dev libbenchmark-dev
           libcli11-dev nlohmann-json3-dev pkg-config python3 librsvg2-bin fonts-dejavu-core
-          doxygen help2man clang libclang-rt-14-dev libmpfr-dev)
+          doxygen help2man clang libclang-rt-14-dev libmpfr-dev
+          pybind11-dev python3-dev python3-numpy python3-pytest python3-hypothesis
+          python3-matplotlib)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
