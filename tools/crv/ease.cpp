@@ -32,19 +32,30 @@ Curve FunctionCurve(const Args& a) {
   return curve;
 }
 
-void Run(const Args& a, Session& s) {
-  const Curve curve = FunctionCurve(a);
+// The lookups at each sampled time, and the average.
+struct EaseResult {
+  Curve curve;
+  std::vector<double> xs, ts, ys, slopes, seconds;
+  double a1 = 0, a2 = 0, average = 0;  // the average of y between times a1 and a2
+};
+
+EaseResult Compute(const Args& a) {
+  EaseResult r;
+  r.curve = FunctionCurve(a);
+  const Curve& curve = r.curve;
   const CRV_Curve* c = curve.get();
   if (a["--x"].given && a["--n"].given) throw InputError("give --x or --n, not both");
   const double x0 = curve.at(0, 0), x3 = curve.at(3, 0);
 
-  std::vector<double> xs, ys, slopes;
+  std::vector<double>& xs = r.xs;
+  std::vector<double>& ys = r.ys;
+  std::vector<double>& slopes = r.slopes;
   if (a["--x"].given) {
     xs = ParseList(a["--x"].text, "--x");
     for (double x : xs) {
       double y = 0, slope = 0;
-      Check(CRV_EvaluateYFromX(c, x, &y), "CRV_EvaluateYFromX");
-      Check(CRV_Evaluate1dDerivFromX(c, x, &slope), "CRV_Evaluate1dDerivFromX");
+      CRV_EvaluateYFromX(c, x, &y);
+      CRV_Evaluate1dDerivFromX(c, x, &slope);
       ys.push_back(y);
       slopes.push_back(slope);
     }
@@ -52,50 +63,65 @@ void Run(const Args& a, Session& s) {
     const long n = a["--n"].given ? ParseCount(a["--n"].text, "--n", 1, kMaxSamples) : 5;
     ys.resize(n);
     slopes.resize(n);
-    Check(CRV_EvaluateYFromXs(c, x0, x3, int16_t(n), ys.data()), "CRV_EvaluateYFromXs");
-    Check(CRV_Evaluate1dDerivsFromX(c, x0, x3, int16_t(n), slopes.data()),
-          "CRV_Evaluate1dDerivsFromX");
+    CRV_EvaluateYFromXs(c, x0, x3, int16_t(n), ys.data());
+    CRV_Evaluate1dDerivsFromX(c, x0, x3, int16_t(n), slopes.data());
     // The times the library sampled at: x0 plus i steps, accumulated the same way.
     const double step = n > 1 ? (x3 - x0) / double(n - 1) : 0;
     double x = x0;
     for (long i = 0; i < n; ++i, x += step) xs.push_back(x);
   }
 
-  double a1 = x0, a2 = x3;
+  r.a1 = x0;
+  r.a2 = x3;
   if (a["--average"].given) {
     const std::vector<double> interval = ParseList(a["--average"].text, "--average", 2);
-    a1 = interval[0];
-    a2 = interval[1];
+    r.a1 = interval[0];
+    r.a2 = interval[1];
   }
-  double average = 0;
-  Check(CRV_EvaluateYAverageFromXToX(c, a1, a2, &average), "CRV_EvaluateYAverageFromXToX");
+  CRV_EvaluateYAverageFromXToX(c, r.a1, r.a2, &r.average);
 
-  nlohmann::json result{{"curve", CurveJson(curve)}, {"samples", nlohmann::json::array()}};
-  std::ostringstream text;
-  text << "curve " << CurveText(curve) << "\n";
   std::vector<double> speed(curve.dims());
   for (size_t i = 0; i < xs.size(); ++i) {
     double t = 0, second = 0;
-    Check(CRV_TFromX(c, xs[i], &t), "CRV_TFromX");
-    Check(CRV_Evaluate1dDeriv2FromX(c, xs[i], &second), "CRV_Evaluate1dDeriv2FromX");
-    Check(CRV_EvaluateDeriv(c, t, speed.data()), "CRV_EvaluateDeriv");
+    CRV_TFromX(c, xs[i], &t);
+    CRV_Evaluate1dDeriv2FromX(c, xs[i], &second);
+    CRV_EvaluateDeriv(c, t, speed.data());
     if (std::fabs(speed[0]) < kFlatTimeSpeed) slopes[i] = second = NAN;
-    result["samples"].push_back(
-        {{"x", xs[i]}, {"t", t}, {"y", ys[i]}, {"slope", slopes[i]}, {"second", second}});
-    text << "x " << Num(xs[i]) << "  t " << Num(t) << "  y " << Num(ys[i]) << "  dy/dx "
-         << Num(slopes[i]) << "  y''/x' " << Num(second) << "\n";
+    r.ts.push_back(t);
+    r.seconds.push_back(second);
   }
-  result["average"] = {{"x1", a1}, {"x2", a2}, {"y", average}};
-  text << "average of y over the parameter between x " << Num(a1) << " and " << Num(a2) << ": "
-       << Num(average) << "\n";
+  return r;
+}
+
+void Report(const Args& a, const EaseResult& r, Session& s) {
+  nlohmann::json result{{"curve", CurveJson(r.curve)}, {"samples", nlohmann::json::array()}};
+  std::ostringstream text;
+  text << "curve " << CurveText(r.curve) << "\n";
+  for (size_t i = 0; i < r.xs.size(); ++i) {
+    result["samples"].push_back({{"x", r.xs[i]},
+                                 {"t", r.ts[i]},
+                                 {"y", r.ys[i]},
+                                 {"slope", r.slopes[i]},
+                                 {"second", r.seconds[i]}});
+    text << "x " << Num(r.xs[i]) << "  t " << Num(r.ts[i]) << "  y " << Num(r.ys[i])
+         << "  dy/dx " << Num(r.slopes[i]) << "  y''/x' " << Num(r.seconds[i]) << "\n";
+  }
+  result["average"] = {{"x1", r.a1}, {"x2", r.a2}, {"y", r.average}};
+  text << "average of y over the parameter between x " << Num(r.a1) << " and " << Num(r.a2)
+       << ": " << Num(r.average) << "\n";
   if (a["--css"].given) text << "css cubic-bezier(" << a["--css"].text << ")\n";
   Emit(a, result, text.str(), s);
+}
 
-  if (!a["--svg"].given) return;
+void Draw(const Args& a, const EaseResult& r, Session& s) {
+  const std::vector<double>& xs = r.xs;
+  const std::vector<double>& ys = r.ys;
+  const std::vector<double>& slopes = r.slopes;
+  const double x0 = r.curve.at(0, 0), x3 = r.curve.at(3, 0);
   Figure fig("crv ease: value by time on a function curve", Figure::Frame::kFunction);
   fig.Axes("time x", "value y");
   fig.Subtitle("y at each x solves x(t) = x for t first; the average is over the parameter");
-  fig.Input(curve, "function curve y(x)");
+  fig.Input(r.curve, "function curve y(x)");
   std::vector<svg::Point> dots;
   for (size_t i = 0; i < xs.size(); ++i) dots.push_back({xs[i], ys[i]});
   fig.Dots(dots, ink::kBlueDot, 5, "y at the sampled times");
@@ -105,9 +131,15 @@ void Run(const Args& a, Session& s) {
     if (std::isfinite(slopes[i]) && std::fabs(slopes[i]) < 1e6)
       fig.Polyline({{xs[i] - run, ys[i] - run * slopes[i]}, {xs[i] + run, ys[i] + run * slopes[i]}},
                    ink::kRed, i == 0 ? "slope dy/dx" : "");
-  fig.Polyline({{a1, average}, {a2, average}}, ink::kOrange,
-               "average y over [" + Short(a1) + ", " + Short(a2) + "]");
+  fig.Polyline({{r.a1, r.average}, {r.a2, r.average}}, ink::kOrange,
+               "average y over [" + Short(r.a1) + ", " + Short(r.a2) + "]");
   fig.Save(a["--svg"].text, s);
+}
+
+void Run(const Args& a, Session& s) {
+  const EaseResult r = Compute(a);
+  Report(a, r, s);
+  if (a["--svg"].given) Draw(a, r, s);
 }
 
 const Registered kRegistered("ease", Run);

@@ -16,13 +16,21 @@ namespace {
 constexpr double kMaxParameter = 1e6;
 constexpr long kMaxSamples = 100000;
 
-void Run(const Args& a, Session& s) {
-  const Curve curve = CurveOrDefault(a, Curve(DefaultCurve2D()));
+// B, B' and B'' at each parameter, `dims` coordinates each.
+struct EvalResult {
+  Curve curve;
+  std::vector<double> ts, points, d1, d2;
+};
+
+EvalResult Compute(const Args& a) {
+  EvalResult r;
+  r.curve = CurveOrDefault(a, Curve(DefaultCurve2D()));
+  const Curve& curve = r.curve;
   RequireDrawable(a, curve);
   if (a["--t"].given && a["--n"].given) throw InputError("give --t or --n, not both");
   const int dims = curve.dims();
 
-  std::vector<double> ts;
+  std::vector<double>& ts = r.ts;
   if (a["--t"].given) {
     ts = ParseList(a["--t"].text, "--t");
     for (double t : ts)
@@ -32,47 +40,56 @@ void Run(const Args& a, Session& s) {
     const long n = a["--n"].given ? ParseCount(a["--n"].text, "--n", 1, kMaxSamples) : 5;
     for (long i = 0; i < n; ++i) ts.push_back(n == 1 ? 0.0 : double(i) / double(n - 1));
   }
-  std::vector<double> points(ts.size() * dims), d1(ts.size() * dims), d2(ts.size() * dims);
+  r.points.resize(ts.size() * dims);
+  r.d1.resize(ts.size() * dims);
+  r.d2.resize(ts.size() * dims);
   if (a["--t"].given) {
     for (size_t i = 0; i < ts.size(); ++i) {
-      Check(CRV_EvaluatePoint(curve.get(), ts[i], &points[i * dims]), "CRV_EvaluatePoint");
-      Check(CRV_EvaluateDeriv(curve.get(), ts[i], &d1[i * dims]), "CRV_EvaluateDeriv");
+      CRV_EvaluatePoint(curve.get(), ts[i], &r.points[i * dims]);
+      CRV_EvaluateDeriv(curve.get(), ts[i], &r.d1[i * dims]);
     }
   } else {
     // Even samples come from the forward-differencing routines, as a host drawing a curve would.
     const auto n = static_cast<int32_t>(ts.size());
-    Check(CRV_EvaluatePoints(curve.get(), 0, 1, n, points.data()), "CRV_EvaluatePoints");
-    Check(CRV_EvaluateDerivs(curve.get(), 0, 1, n, d1.data()), "CRV_EvaluateDerivs");
+    CRV_EvaluatePoints(curve.get(), 0, 1, n, r.points.data());
+    CRV_EvaluateDerivs(curve.get(), 0, 1, n, r.d1.data());
   }
   for (size_t i = 0; i < ts.size(); ++i)
-    Check(CRV_EvaluateDeriv2(curve.get(), ts[i], &d2[i * dims]), "CRV_EvaluateDeriv2");
+    CRV_EvaluateDeriv2(curve.get(), ts[i], &r.d2[i * dims]);
+  return r;
+}
 
-  nlohmann::json result{{"curve", CurveJson(curve)}, {"samples", nlohmann::json::array()}};
+void Report(const Args& a, const EvalResult& r, Session& s) {
+  const int dims = r.curve.dims();
+  nlohmann::json result{{"curve", CurveJson(r.curve)}, {"samples", nlohmann::json::array()}};
   std::ostringstream text;
-  text << "curve " << CurveText(curve) << "\n";
+  text << "curve " << CurveText(r.curve) << "\n";
   auto slice = [dims](const std::vector<double>& v, size_t i) {
     return std::vector<double>(v.begin() + i * dims, v.begin() + (i + 1) * dims);
   };
-  for (size_t i = 0; i < ts.size(); ++i) {
-    result["samples"].push_back({{"t", ts[i]},
-                                 {"point", slice(points, i)},
-                                 {"d1", slice(d1, i)},
-                                 {"d2", slice(d2, i)}});
-    text << "t " << Num(ts[i]) << "  B " << Point(slice(points, i)) << "  B' "
-         << Point(slice(d1, i)) << "  B'' " << Point(slice(d2, i)) << "\n";
+  for (size_t i = 0; i < r.ts.size(); ++i) {
+    result["samples"].push_back({{"t", r.ts[i]},
+                                 {"point", slice(r.points, i)},
+                                 {"d1", slice(r.d1, i)},
+                                 {"d2", slice(r.d2, i)}});
+    text << "t " << Num(r.ts[i]) << "  B " << Point(slice(r.points, i)) << "  B' "
+         << Point(slice(r.d1, i)) << "  B'' " << Point(slice(r.d2, i)) << "\n";
   }
   Emit(a, result, text.str(), s);
+}
 
-  if (!a["--svg"].given) return;
+void Draw(const Args& a, const EvalResult& r, Session& s) {
+  const int dims = r.curve.dims();
+  const std::vector<double>& ts = r.ts;
   Figure fig("crv eval: points and tangents");
   fig.Subtitle("B(t) at " + Count(ts.size(), "parameter") + "; tangents drawn as B'(t)/3");
-  fig.Input(curve);
+  fig.Input(r.curve);
   std::vector<svg::Point> dots;
   for (size_t i = 0; i < ts.size(); ++i) {
-    const svg::Point p{points[i * dims], points[i * dims + 1]};
+    const svg::Point p{r.points[i * dims], r.points[i * dims + 1]};
     // A third of the derivative is the handle length at the ends, so the picture's tangents
     // have the size of the control polygon's legs.
-    fig.Polyline({p, {p.x + d1[i * dims] / 3, p.y + d1[i * dims + 1] / 3}}, ink::kRed,
+    fig.Polyline({p, {p.x + r.d1[i * dims] / 3, p.y + r.d1[i * dims + 1] / 3}}, ink::kRed,
                  i == 0 ? "tangent B'(t)/3" : "");
     dots.push_back(p);
   }
@@ -80,6 +97,12 @@ void Run(const Args& a, Session& s) {
   if (ts.size() <= 12)
     for (size_t i = 0; i < ts.size(); ++i) fig.Note(dots[i], "t=" + Short(ts[i]), "#1f77b4");
   fig.Save(a["--svg"].text, s);
+}
+
+void Run(const Args& a, Session& s) {
+  const EvalResult r = Compute(a);
+  Report(a, r, s);
+  if (a["--svg"].given) Draw(a, r, s);
 }
 
 const Registered kRegistered("eval", Run);

@@ -115,43 +115,58 @@ Samples Load(const Arg& file) {
   return ReadCsv(in, Quote(file.text));
 }
 
-void Run(const Args& a, Session& session) {
-  RefuseUnless(a["--one"].given, a["--tangents"], "--tangents", "applies to --one only");
-  const Samples s = Load(a["file"]);
+// The squared distance of 1% of the samples' extent.
+double DefaultBound(const Samples& s) {
   const int dims = s.dims;
   const int32_t count = int32_t(s.Count());
-  
-  double bound = 0;
-  if (a["--bound"].given) {
-    bound = ParseNumber(a["--bound"].text, "--bound");
-    if (bound <= 0) throw InputError("--bound: must be positive");
-  } else {
-    // The squared distance of 1% of the samples' extent.
-    double diag2 = 0;
-    for (int k = 0; k < dims; ++k) {
-      double lo = s.coords[k], hi = lo;
-      for (int32_t i = 0; i < count; ++i) {
-        lo = std::min(lo, s.coords[size_t(i) * dims + k]);
-        hi = std::max(hi, s.coords[size_t(i) * dims + k]);
-      }
-      diag2 += (hi - lo) * (hi - lo);
+  double diag2 = 0;
+  for (int k = 0; k < dims; ++k) {
+    double lo = s.coords[k], hi = lo;
+    for (int32_t i = 0; i < count; ++i) {
+      lo = std::min(lo, s.coords[size_t(i) * dims + k]);
+      hi = std::max(hi, s.coords[size_t(i) * dims + k]);
     }
-    bound = diag2 > 0 ? diag2 * 1e-4 : 1;
+    diag2 += (hi - lo) * (hi - lo);
   }
-  const long iterations =
-      a["--iterations"].given ? ParseCount(a["--iterations"].text, "--iterations", 0, 1000) : (a["--one"].given ? 10 : 4);
+  return diag2 > 0 ? diag2 * 1e-4 : 1;
+}
 
+// What the fit found, for the report and the picture.
+struct FitResult {
+  Samples samples;
+  double bound = 0;
   std::vector<Curve> curves;
-  std::vector<int32_t> indices;
-  double maxError = NAN;
+  std::vector<int32_t> indices;  // the samples at the segment ends
+  double maxError = NAN;         // measured with --one only
+};
+
+FitResult Compute(const Args& a) {
+  RefuseUnless(a["--one"].given, a["--tangents"], "--tangents", "applies to --one only");
+  FitResult r;
+  r.samples = Load(a["file"]);
+  const Samples& s = r.samples;
+  const int dims = s.dims;
+  const int32_t count = int32_t(s.Count());
+
+  if (a["--bound"].given) {
+    r.bound = ParseNumber(a["--bound"].text, "--bound");
+    if (r.bound <= 0) throw InputError("--bound: must be positive");
+  } else {
+    r.bound = DefaultBound(s);
+  }
+  const double bound = r.bound;
+  const long iterations = a["--iterations"].given
+                              ? ParseCount(a["--iterations"].text, "--iterations", 0, 1000)
+                              : (a["--one"].given ? 10 : 4);
+
   if (a["--one"].given) {
     const long tangents = ParseCount(a["--tangents"].text, "--tangents", 1, 1000);
     Curve fitted(dims);
     Check(CRV_FitOneCurveError(s.coords.data(), count, bound, int32_t(tangents), int32_t(tangents),
-                               uint16_t(iterations), &maxError, fitted.get()),
+                               uint16_t(iterations), &r.maxError, fitted.get()),
           "CRV_FitOneCurveError");
-    curves.push_back(fitted);
-    indices = {0, count - 1};
+    r.curves.push_back(fitted);
+    r.indices = {0, count - 1};
   } else {
     OwnedList points, index;
     Check(CRV_FitMultipleCurvesIterate(s.coords.data(), uint16_t(dims), count, bound,
@@ -160,31 +175,37 @@ void Run(const Args& a, Session& session) {
     const std::vector<double> p = points.Doubles();
     const size_t n = p.size() / dims;
     for (size_t j = 0; j + 3 < n; j += 3)
-      curves.emplace_back(dims,
-                          std::vector<double>(p.begin() + j * dims, p.begin() + (j + 4) * dims));
-    indices.resize(index.Count());
+      r.curves.emplace_back(dims,
+                            std::vector<double>(p.begin() + j * dims, p.begin() + (j + 4) * dims));
+    r.indices.resize(index.Count());
     for (int32_t i = 0; i < index.Count(); ++i)
-      Check(SEQ_GetItem(index.handle, i, &indices[i]), "SEQ_GetItem");
+      Check(SEQ_GetItem(index.handle, i, &r.indices[i]), "SEQ_GetItem");
   }
+  return r;
+}
 
+void Report(const Args& a, const FitResult& r, Session& session) {
+  const int dims = r.samples.dims;
+  const int32_t count = int32_t(r.samples.Count());
+  const double bound = r.bound, maxError = r.maxError;
   nlohmann::json result{{"samples", count},
                         {"dims", dims},
                         {"bound", bound},
                         {"curves", nlohmann::json::array()},
-                        {"indices", indices}};
+                        {"indices", r.indices}};
   std::ostringstream text;
   text << count << " samples of " << dims << " coordinates; bound " << Num(bound)
        << " (squared distance)\n"
-       << Count(curves.size(), "curve") << (a["--one"].given ? "" : " in a chain") << "\n";
-  for (size_t j = 0; j < curves.size(); ++j) {
-    result["curves"].push_back(CurveJson(curves[j]));
+       << Count(r.curves.size(), "curve") << (a["--one"].given ? "" : " in a chain") << "\n";
+  for (size_t j = 0; j < r.curves.size(); ++j) {
+    result["curves"].push_back(CurveJson(r.curves[j]));
     text << "curve " << j + 1;
-    if (j + 1 < indices.size())
-      text << " (samples " << indices[j] << " to " << indices[j + 1] << ")";
-    text << ": " << CurveText(curves[j]) << "\n";
+    if (j + 1 < r.indices.size())
+      text << " (samples " << r.indices[j] << " to " << r.indices[j + 1] << ")";
+    text << ": " << CurveText(r.curves[j]) << "\n";
   }
   text << "indices";
-  for (int32_t i : indices) text << ' ' << i;
+  for (int32_t i : r.indices) text << ' ' << i;
   text << "\n";
   if (a["--one"].given) {
     result["max_error"] = std::isnan(maxError) ? nlohmann::json(nullptr) : nlohmann::json(maxError);
@@ -193,17 +214,25 @@ void Run(const Args& a, Session& session) {
          << (maxError < bound ? " (within the bound)" : "") << "\n";
   }
   Emit(a, result, text.str(), session);
+}
 
-  if (!a["--svg"].given) return;
+void Draw(const Args& a, const FitResult& r, Session& session) {
+  const Samples& s = r.samples;
+  const int dims = s.dims;
+  const int32_t count = int32_t(s.Count());
+  const std::vector<Curve>& curves = r.curves;
   Figure fig(std::string("crv fit: ") +
              (a["--one"].given ? "one cubic" : Count(curves.size(), "cubic")) + " through " +
              Count(count, "sample"));
-  fig.Subtitle("error bound " + Short(bound) + " (squared distance); joins are tangent-continuous");
+  fig.Subtitle("error bound " + Short(r.bound) +
+               " (squared distance); joins are tangent-continuous");
   std::vector<svg::Point> dots;
   for (int32_t i = 0; i < count; ++i)
     dots.push_back({s.coords[size_t(i) * dims], s.coords[size_t(i) * dims + 1]});
   for (size_t j = 0; j < curves.size(); ++j) {
-    const char* label = j == 0 ? "fitted cubics 1, 3, 5, ..." : j == 1 ? "fitted cubics 2, 4, 6, ..." : "";
+    const char* label = j == 0   ? "fitted cubics 1, 3, 5, ..."
+                        : j == 1 ? "fitted cubics 2, 4, 6, ..."
+                                 : "";
     fig.Curve(curves[j], j % 2 ? ink::kRed : ink::kBlue, label);
   }
   fig.Dots(dots, ink::kGreyDot, 3, "samples", true);
@@ -212,6 +241,12 @@ void Run(const Args& a, Session& session) {
   joins.push_back({curves.back().at(3, 0), curves.back().at(3, 1)});
   fig.Dots(joins, ink::kGreenDot, 5, "segment ends");
   fig.Save(a["--svg"].text, session);
+}
+
+void Run(const Args& a, Session& session) {
+  const FitResult r = Compute(a);
+  Report(a, r, session);
+  if (a["--svg"].given) Draw(a, r, session);
 }
 
 const Registered kRegistered("fit", Run);

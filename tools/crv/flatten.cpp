@@ -13,9 +13,19 @@ namespace {
 // exhaust memory.
 constexpr long kMaxDepth = 20;
 
-void Run(const Args& a, Session& s) {
-  const Curve curve = CurveOrDefault(a, Curve(DefaultFunctionCurve()));
-  RequireDims(curve, 2, kMaxDims, "a function curve (time, value)");
+// The polyline and the range of its values.
+struct FlattenResult {
+  Curve curve;
+  std::vector<double> xy;  // x, y of each point
+  bool haveRange = false;
+  double yMin = 0, yMax = 0;
+  size_t Count() const { return xy.size() / 2; }
+};
+
+FlattenResult Compute(const Args& a) {
+  FlattenResult r;
+  r.curve = CurveOrDefault(a, Curve(DefaultFunctionCurve()));
+  RequireDims(r.curve, 2, kMaxDims, "a function curve (time, value)");
 
   CRV_LinearityParams params{};
   const double minChord = ParseNumber(a["--min-chord"].text, "--min-chord");
@@ -36,46 +46,57 @@ void Run(const Args& a, Session& s) {
 
   OwnedList list;
   Check(SEQ_New(0, 16, 32, 1, &list.handle), "SEQ_New");
-  bool haveRange = false;
-  double yMin = 0, yMax = 0;
   Check(CRV_EvaluateAdaptively(CRV_IsLinearCallback, &params, a["--from"].given ? &xLow : nullptr,
-                               a["--to"].given ? &xHigh : nullptr, curve.get(), &haveRange, &yMin,
-                               &yMax, &list.handle),
+                               a["--to"].given ? &xHigh : nullptr, r.curve.get(), &r.haveRange,
+                               &r.yMin, &r.yMax, &list.handle),
         "CRV_EvaluateAdaptively");
-  const std::vector<double> xy = list.Doubles();
-  const size_t count = xy.size() / 2;
+  r.xy = list.Doubles();
+  return r;
+}
 
+void Report(const Args& a, const FlattenResult& r, Session& s) {
+  const std::vector<double>& xy = r.xy;
+  const size_t count = r.Count();
   nlohmann::json points = nlohmann::json::array();
   std::ostringstream text;
-  text << "curve " << CurveText(curve) << "\n" << Count(count, "point");
-  if (haveRange) text << ", y from " << Num(yMin) << " to " << Num(yMax);
+  text << "curve " << CurveText(r.curve) << "\n" << Count(count, "point");
+  if (r.haveRange) text << ", y from " << Num(r.yMin) << " to " << Num(r.yMax);
   text << "\n";
   for (size_t i = 0; i < count; ++i) {
     points.push_back({xy[2 * i], xy[2 * i + 1]});
     text << Point(&xy[2 * i], 2) << "\n";
   }
-  nlohmann::json result{{"curve", CurveJson(curve)}, {"points", points}};
-  if (haveRange) result["y_range"] = {yMin, yMax};
+  nlohmann::json result{{"curve", CurveJson(r.curve)}, {"points", points}};
+  if (r.haveRange) result["y_range"] = {r.yMin, r.yMax};
   Emit(a, result, text.str(), s);
+}
 
-  if (!a["--svg"].given) return;
+void Draw(const Args& a, const FlattenResult& r, Session& s) {
+  const std::vector<double>& xy = r.xy;
+  const size_t count = r.Count();
   Figure fig("crv flatten: " + Count(count, "point") + " for a function curve",
              Figure::Frame::kFunction);
   fig.Axes("time x", "value y");
   fig.Subtitle("pieces are halved until their tangents run along the chord (depth " +
                a["--min-depth"].text + " to " + a["--max-depth"].text + ")");
-  fig.Input(curve, "function curve y(x)");
+  fig.Input(r.curve, "function curve y(x)");
   std::vector<svg::Point> v;
   for (size_t i = 0; i < count; ++i) v.push_back({xy[2 * i], xy[2 * i + 1]});
   fig.Polyline(v, ink::Thin(ink::kRed, 1.5), "polyline");
   fig.Dots(v, ink::kRedDot, 3.5, "points");
-  if (haveRange) {
+  if (r.haveRange) {
     const svg::Style range = ink::Thin(ink::kGreen, 1, "4 3");
     const double x0 = count ? xy[0] : 0, x1 = count ? xy[2 * count - 2] : 0;
-    fig.Polyline({{x0, yMin}, {x1, yMin}}, range, "y range of the points");
-    fig.Polyline({{x0, yMax}, {x1, yMax}}, range, "");
+    fig.Polyline({{x0, r.yMin}, {x1, r.yMin}}, range, "y range of the points");
+    fig.Polyline({{x0, r.yMax}, {x1, r.yMax}}, range, "");
   }
   fig.Save(a["--svg"].text, s);
+}
+
+void Run(const Args& a, Session& s) {
+  const FlattenResult r = Compute(a);
+  Report(a, r, s);
+  if (a["--svg"].given) Draw(a, r, s);
 }
 
 const Registered kRegistered("flatten", Run);

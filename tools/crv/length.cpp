@@ -10,86 +10,126 @@
 namespace crvtool {
 namespace {
 
-void Run(const Args& a, Session& s) {
-  const Curve curve = CurveOrDefault(a, Curve(DefaultCurve2D()));
-  RequireDims(curve, 2, 3, "arc length");
-  const CRV_Curve* c = curve.get();
-  const bool spline = a["--method"].text == "spline";
+// The curve and how its arc length is looked up: the options, checked.
+struct LengthOptions {
+  Curve curve;
+  bool spline = false;
+  int32_t n = 0;     // the table's entries
+  double bound = 0;  // the spline's error bound
+};
+
+// The arc-length lookups asked for; the table or spline stays in the list that Run owns, since
+// the picture looks it up again.
+struct LengthResult {
+  double total = 0;
+  int32_t segments = 0;  // the spline's
+  std::vector<double> ts, sAtT;
+  std::vector<double> ss, tAtS;
+};
+
+LengthOptions Parse(const Args& a) {
+  LengthOptions o;
+  o.curve = CurveOrDefault(a, Curve(DefaultCurve2D()));
+  RequireDims(o.curve, 2, 3, "arc length");
+  o.spline = a["--method"].text == "spline";
+  const bool spline = o.spline;
   if (!spline && a["--method"].text != "table")
     throw InputError("--method: " + Quote(a["--method"].text) + " is neither table nor spline");
-  RefuseUnless(!spline, a["--t"], "--t", "s at t is answered by the table only (drop --method spline)");
+  RefuseUnless(!spline, a["--t"], "--t",
+               "s at t is answered by the table only (drop --method spline)");
   RefuseUnless(!spline, a["--samples"], "--samples", "applies to --method table only");
   RefuseUnless(spline, a["--bound"], "--bound", "applies to --method spline only");
-  const auto n = static_cast<int32_t>(ParseCount(a["--samples"].text, "--samples", 2, 1000000));
-  const double bound = ParseNumber(a["--bound"].text, "--bound");
-  if (bound <= 0) throw InputError("--bound: the fit's error bound must be positive");
+  o.n = static_cast<int32_t>(ParseCount(a["--samples"].text, "--samples", 2, 1000000));
+  o.bound = ParseNumber(a["--bound"].text, "--bound");
+  if (o.bound <= 0) throw InputError("--bound: the fit's error bound must be positive");
+  return o;
+}
 
-  OwnedList list;
-  double total = 0;
-  if (spline)
-    Check(CRV_BuildArcSpline(c, bound, &list.handle, &total), "CRV_BuildArcSpline");
+double TFromS(const LengthOptions& o, OwnedList& list, double arc) {
+  double t = 0;
+  if (o.spline)
+    Check(CRV_TFromSSpline(o.curve.get(), arc, o.bound, &list.handle, &t), "CRV_TFromSSpline");
   else
-    Check(CRV_BuildArcTable(c, n, &list.handle, &total), "CRV_BuildArcTable");
+    Check(CRV_TFromS(o.curve.get(), arc, o.n, &list.handle, &t), "CRV_TFromS");
+  return t;
+}
 
-  auto tFromS = [&](double arc) {
-    double t = 0;
-    if (spline)
-      Check(CRV_TFromSSpline(c, arc, bound, &list.handle, &t), "CRV_TFromSSpline");
-    else
-      Check(CRV_TFromS(c, arc, n, &list.handle, &t), "CRV_TFromS");
-    return t;
-  };
+LengthResult Compute(const Args& a, const LengthOptions& o, OwnedList& list) {
+  const CRV_Curve* c = o.curve.get();
+  LengthResult r;
+  if (o.spline)
+    Check(CRV_BuildArcSpline(c, o.bound, &list.handle, &r.total), "CRV_BuildArcSpline");
+  else
+    Check(CRV_BuildArcTable(c, o.n, &list.handle, &r.total), "CRV_BuildArcTable");
 
-  std::vector<double> ss;
-  if (a["--s"].given) ss = ParseList(a["--s"].text, "--s");
-  const std::vector<double> ts = a["--t"].given ? ParseList(a["--t"].text, "--t") : std::vector<double>{};
-  if (ss.empty() && ts.empty())
-    for (int k = 0; k <= 4; ++k) ss.push_back(total * k / 4);
+  if (a["--s"].given) r.ss = ParseList(a["--s"].text, "--s");
+  if (a["--t"].given) r.ts = ParseList(a["--t"].text, "--t");
+  if (r.ss.empty() && r.ts.empty())
+    for (int k = 0; k <= 4; ++k) r.ss.push_back(r.total * k / 4);
 
-  const int32_t segments = (list.Count() - 1) / 3;
-  nlohmann::json result{{"curve", CurveJson(curve)},
+  r.segments = (list.Count() - 1) / 3;
+  for (double t : r.ts) {
+    double arc = 0;
+    Check(CRV_SFromT(c, t, o.n, &list.handle, &arc), "CRV_SFromT");
+    r.sAtT.push_back(arc);
+  }
+  for (double arc : r.ss) r.tAtS.push_back(TFromS(o, list, arc));
+  return r;
+}
+
+void Report(const Args& a, const LengthOptions& o, const LengthResult& r, Session& s) {
+  nlohmann::json result{{"curve", CurveJson(o.curve)},
                         {"method", a["--method"].text},
-                        {"length", total},
+                        {"length", r.total},
                         {"s_at_t", nlohmann::json::array()},
                         {"t_at_s", nlohmann::json::array()}};
   std::ostringstream text;
-  text << "curve " << CurveText(curve) << "\nlength " << Num(total) << " (";
-  if (spline)
-    text << "spline of " << Count(segments, "segment") << ", bound " << Num(bound) << ")\n";
+  text << "curve " << CurveText(o.curve) << "\nlength " << Num(r.total) << " (";
+  if (o.spline)
+    text << "spline of " << Count(r.segments, "segment") << ", bound " << Num(o.bound) << ")\n";
   else
-    text << "table of " << n << " samples)\n";
-  result[spline ? "segments" : "samples"] = spline ? segments : n;
-  for (double t : ts) {
-    double arc = 0;
-    Check(CRV_SFromT(c, t, n, &list.handle, &arc), "CRV_SFromT");
-    result["s_at_t"].push_back({{"t", t}, {"s", arc}});
-    text << "t " << Num(t) << " -> s " << Num(arc) << "\n";
+    text << "table of " << o.n << " samples)\n";
+  result[o.spline ? "segments" : "samples"] = o.spline ? r.segments : o.n;
+  for (size_t i = 0; i < r.ts.size(); ++i) {
+    result["s_at_t"].push_back({{"t", r.ts[i]}, {"s", r.sAtT[i]}});
+    text << "t " << Num(r.ts[i]) << " -> s " << Num(r.sAtT[i]) << "\n";
   }
-  for (double arc : ss) {
-    const double t = tFromS(arc);
-    result["t_at_s"].push_back({{"s", arc}, {"t", t}});
-    text << "s " << Num(arc) << " -> t " << Num(t) << "\n";
+  for (size_t i = 0; i < r.ss.size(); ++i) {
+    result["t_at_s"].push_back({{"s", r.ss[i]}, {"t", r.tAtS[i]}});
+    text << "s " << Num(r.ss[i]) << " -> t " << Num(r.tAtS[i]) << "\n";
   }
   Emit(a, result, text.str(), s);
+}
 
-  if (!a["--svg"].given) return;
+void Draw(const Args& a, const LengthOptions& o, const LengthResult& r, OwnedList& list,
+          Session& s) {
+  const CRV_Curve* c = o.curve.get();
+  const double total = r.total;
   constexpr int kSteps = 12;
   Figure fig("crv length: " + std::to_string(kSteps) + " equal steps of arc length (" +
              a["--method"].text + ")");
   fig.Subtitle("length " + Short(total) + "; blue dots at s = k L / " + std::to_string(kSteps) +
                ", small red dots at t = k / " + std::to_string(kSteps) + " for comparison");
-  fig.Input(curve);
+  fig.Input(o.curve);
   std::vector<svg::Point> even, byT;
   for (int k = 0; k <= kSteps; ++k) {
     double p[3], q[3];
-    Check(CRV_EvaluatePoint(c, tFromS(total * k / kSteps), p), "CRV_EvaluatePoint");
-    Check(CRV_EvaluatePoint(c, double(k) / kSteps, q), "CRV_EvaluatePoint");
+    CRV_EvaluatePoint(c, TFromS(o, list, total * k / kSteps), p);
+    CRV_EvaluatePoint(c, double(k) / kSteps, q);
     even.push_back({p[0], p[1]});
     byT.push_back({q[0], q[1]});
   }
   fig.Dots(byT, ink::kRedDot, 3, "even steps in t");
   fig.Dots(even, ink::kBlueDot, 5.5, "even steps in s");
   fig.Save(a["--svg"].text, s);
+}
+
+void Run(const Args& a, Session& s) {
+  const LengthOptions o = Parse(a);
+  OwnedList list;
+  const LengthResult r = Compute(a, o, list);
+  Report(a, o, r, s);
+  if (a["--svg"].given) Draw(a, o, r, list, s);
 }
 
 const Registered kRegistered("length", Run);

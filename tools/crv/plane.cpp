@@ -43,53 +43,74 @@ std::string Equation(const std::vector<double>& e, std::string (*format)(double)
          (below ? "- " : "+ ") + format(below ? -e[3] : e[3]) + " = 0";
 }
 
-void Run(const Args& a, Session& s) {
-  const Curve curve = CurveOrDefault(a, Curve(DefaultCurve3D()));
-  RequireDims(curve, 3, 3, "plane intersection");
-  const std::vector<double> e = ParseList(a["--plane"].text, "--plane", 4);
+// The crossings: their parameters and points.
+struct PlaneResult {
+  Curve curve;
+  std::vector<double> e;  // a, b, c, d
+  std::vector<double> ts;
+  std::vector<std::vector<double>> points;
+};
+
+PlaneResult Compute(const Args& a) {
+  PlaneResult r;
+  r.curve = CurveOrDefault(a, Curve(DefaultCurve3D()));
+  RequireDims(r.curve, 3, 3, "plane intersection");
+  r.e = ParseList(a["--plane"].text, "--plane", 4);
+  const std::vector<double>& e = r.e;
   if (e[0] == 0 && e[1] == 0 && e[2] == 0)
     throw InputError("--plane: a, b and c are all 0, which is no plane");
   const GEO_PlaneEq plane{e[0], e[1], e[2], e[3]};
 
-  std::vector<double> ts;
-  CRV_IntersectPlane(curve.As3D(), plane, &ts);
-
-  nlohmann::json result{
-      {"curve", CurveJson(curve)}, {"plane", e}, {"crossings", nlohmann::json::array()}};
-  std::ostringstream text;
-  text << "curve " << CurveText(curve) << "\nplane " << Equation(e, Num) << "\n"
-       << Count(ts.size(), "crossing") << "\n";
-  std::vector<std::vector<double>> points;
-  for (double t : ts) {
+  CRV_IntersectPlane(r.curve.As3D(), plane, &r.ts);
+  for (double t : r.ts) {
     double p[3];
-    Check(CRV_EvaluatePoint(curve.get(), t, p), "CRV_EvaluatePoint");
-    result["crossings"].push_back({{"t", t}, {"point", std::vector<double>(p, p + 3)}});
-    text << "t " << Num(t) << "  point " << Point(p, 3) << "\n";
-    points.emplace_back(p, p + 3);
+    CRV_EvaluatePoint(r.curve.get(), t, p);
+    r.points.emplace_back(p, p + 3);
+  }
+  return r;
+}
+
+void Report(const Args& a, const PlaneResult& r, Session& s) {
+  nlohmann::json result{
+      {"curve", CurveJson(r.curve)}, {"plane", r.e}, {"crossings", nlohmann::json::array()}};
+  std::ostringstream text;
+  text << "curve " << CurveText(r.curve) << "\nplane " << Equation(r.e, Num) << "\n"
+       << Count(r.ts.size(), "crossing") << "\n";
+  for (size_t i = 0; i < r.ts.size(); ++i) {
+    result["crossings"].push_back({{"t", r.ts[i]}, {"point", r.points[i]}});
+    text << "t " << Num(r.ts[i]) << "  point " << Point(r.points[i].data(), 3) << "\n";
   }
   Emit(a, result, text.str(), s);
+}
 
-  if (!a["--svg"].given) return;
-  const EdgeView view(e);
+void Draw(const Args& a, const PlaneResult& r, Session& s) {
+  const EdgeView view(r.e);
   Curve edge(2);
   for (int i = 0; i < 4; ++i) {
-    const svg::Point q = view(curve.get()->ctpts[i]);
+    const svg::Point q = view(r.curve.get()->ctpts[i]);
     edge.at(i, 0) = q.x;
     edge.at(i, 1) = q.y;
   }
-  Figure fig("crv plane: " + Count(ts.size(), "crossing") + " with " + Equation(e, Short));
+  Figure fig("crv plane: " + Count(r.ts.size(), "crossing") + " with " + Equation(r.e, Short));
   fig.Subtitle("seen along the plane: up is the signed distance from it, across a direction in it");
   fig.Input(edge);
   double lo[2], hi[2];
-  Check(CRV_EvaluateBounds(edge.get(), lo, hi), "CRV_EvaluateBounds");
+  CRV_EvaluateBounds(edge.get(), lo, hi);
   const double pad = 0.1 * (hi[0] - lo[0]);
   fig.Polyline({{lo[0] - pad, 0}, {hi[0] + pad, 0}}, ink::Thin(ink::kGreen, 1.5, "8 4"),
                "the plane, edge-on");
   std::vector<svg::Point> dots;
-  for (const auto& p : points) dots.push_back({view(p.data()).x, 0});
+  for (const auto& p : r.points) dots.push_back({view(p.data()).x, 0});
   fig.Dots(dots, ink::kRedDot, 6, "crossings");
-  for (size_t i = 0; i < ts.size() && i < 8; ++i) fig.Note(dots[i], "t=" + Short(ts[i]), "#d62728");
+  for (size_t i = 0; i < r.ts.size() && i < 8; ++i)
+    fig.Note(dots[i], "t=" + Short(r.ts[i]), "#d62728");
   fig.Save(a["--svg"].text, s);
+}
+
+void Run(const Args& a, Session& s) {
+  const PlaneResult r = Compute(a);
+  Report(a, r, s);
+  if (a["--svg"].given) Draw(a, r, s);
 }
 
 const Registered kRegistered("plane", Run);

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include <utility>
 
 #include "commands.h"
 #include "default_curves.h"
@@ -15,7 +16,16 @@ GEO_Matrix4 Perspective(double f, double d) {
   return GEO_Matrix4{{{f, 0, 0, 0}, {0, f, 0, 0}, {0, 0, 1, 0}, {0, 0, 1, d}}};
 }
 
-void Run(const Args& a, Session& s) {
+// The curve, the transform and the screen cubics it gave.
+struct ProjectResult {
+  Curve curve;
+  GEO_Matrix4 m;
+  std::string camera;  // the transform, for the report and the title
+  double tolerance = 0;
+  std::vector<CRV_CurveClass2D> screen;
+};
+
+ProjectResult Compute(const Args& a) {
   const Curve curve = CurveOrDefault(a, Curve(DefaultCurve3D()));
   RequireDims(curve, 3, 3, "projection");
   if (a["--matrix"].given && a["--perspective"].given)
@@ -54,29 +64,34 @@ void Run(const Args& a, Session& s) {
         "the transform failed with host code " + std::to_string(code) +
         (code == GEO_ERR_BEHIND_EYE ? " (the curve reaches the eye or behind it)" : ""));
   }
+  return {curve, m, std::move(camera), tolerance, std::move(screen)};
+}
 
-  nlohmann::json result{{"curve", CurveJson(curve)},
-                        {"tolerance", tolerance},
+void Report(const Args& a, const ProjectResult& r, Session& s) {
+  nlohmann::json result{{"curve", CurveJson(r.curve)},
+                        {"tolerance", r.tolerance},
                         {"screen_curves", nlohmann::json::array()}};
   std::ostringstream text;
-  text << "curve " << CurveText(curve) << "\n"
-       << camera << "\n"
-       << Count(screen.size(), "screen cubic") << " within " << Num(tolerance) << "\n";
-  for (size_t i = 0; i < screen.size(); ++i) {
-    const Curve c(screen[i]);
+  text << "curve " << CurveText(r.curve) << "\n"
+       << r.camera << "\n"
+       << Count(r.screen.size(), "screen cubic") << " within " << Num(r.tolerance) << "\n";
+  for (size_t i = 0; i < r.screen.size(); ++i) {
+    const Curve c(r.screen[i]);
     result["screen_curves"].push_back(CurveJson(c));
     text << CurveText(c) << "\n";
   }
   Emit(a, result, text.str(), s);
+}
 
-  if (!a["--svg"].given) return;
+void Draw(const Args& a, const ProjectResult& r, Session& s) {
+  const std::vector<CRV_CurveClass2D>& screen = r.screen;
   Figure fig("crv project: " + Count(screen.size(), "screen cubic") + " for a 3-D curve");
-  fig.Subtitle(camera + "; tolerance " + Short(tolerance) + " screen units");
+  fig.Subtitle(r.camera + "; tolerance " + Short(r.tolerance) + " screen units");
   // The exact projection, point by point, underneath.
   constexpr int kSamples = 201;
   std::vector<double> xyz(3 * kSamples);
-  Check(CRV_EvaluatePoints(curve.get(), 0, 1, kSamples, xyz.data()), "CRV_EvaluatePoints");
-  const int32_t code = GEO_Transform3DFloatPoints(&m, kSamples, xyz.data());
+  CRV_EvaluatePoints(r.curve.get(), 0, 1, kSamples, xyz.data());
+  const int32_t code = GEO_Transform3DFloatPoints(&r.m, kSamples, xyz.data());
   if (code != 0) throw InputError("the transform failed with host code " + std::to_string(code));
   std::vector<svg::Point> exact;
   for (int i = 0; i < kSamples; ++i) exact.push_back({xyz[3 * i], xyz[3 * i + 1]});
@@ -84,13 +99,21 @@ void Run(const Args& a, Session& s) {
   std::vector<svg::Point> joins;
   for (size_t i = 0; i < screen.size(); ++i) {
     const Curve c(screen[i]);
-    const char* label = i == 0 ? "screen cubics 1, 3, 5, ..." : i == 1 ? "screen cubics 2, 4, 6, ..." : "";
+    const char* label = i == 0   ? "screen cubics 1, 3, 5, ..."
+                        : i == 1 ? "screen cubics 2, 4, 6, ..."
+                                 : "";
     fig.Curve(c, i % 2 ? ink::kRed : ink::kBlue, label);
     joins.push_back({c.at(0, 0), c.at(0, 1)});
   }
   if (!screen.empty()) joins.push_back({screen.back().points[3].x, screen.back().points[3].y});
   fig.Dots(joins, ink::kGreenDot, 4, "cubic ends");
   fig.Save(a["--svg"].text, s);
+}
+
+void Run(const Args& a, Session& s) {
+  const ProjectResult r = Compute(a);
+  Report(a, r, s);
+  if (a["--svg"].given) Draw(a, r, s);
 }
 
 const Registered kRegistered("project", Run);
