@@ -2,8 +2,6 @@
 // they approximate, on seeded families of curves, and writes the report accuracy.md with its
 // plots. The references are computed independently in long double (64-bit mantissa, about 1e-19
 // relative), so what the tables show is the library's error, not the reference's.
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -24,6 +22,8 @@ namespace {
 namespace fs = std::filesystem;
 using LD = long double;
 
+// M_PI is not standard C++: MinGW's <cmath> leaves it out in strict mode.
+constexpr double kPi = 3.14159265358979323846;
 constexpr int kCurvesPerFamily = 24;
 constexpr int kTableSamples = 128;  // the tool's and the arc-length spline's table
 
@@ -61,7 +61,7 @@ struct GaussLegendre {
   LD x[kN], w[kN];
   GaussLegendre() {
     for (int i = 0; i < kN; ++i) {
-      LD z = std::cos(M_PI * (i + 0.75) / (kN + 0.5)), dp = 1;
+      LD z = std::cos(kPi * (i + 0.75) / (kN + 0.5)), dp = 1;
       for (int it = 0; it < 100; ++it) {
         LD p0 = 1, p1 = z;
         for (int j = 1; j < kN; ++j) {
@@ -178,7 +178,7 @@ struct Family {
 
 // Rotated by a random angle, scaled by 10^[lo, hi) and moved by up to that scale.
 Curve Place(Rng& r, std::vector<double> xy, double lo, double hi) {
-  const double a = r.Uniform(0, 2 * M_PI), s = std::pow(10.0, r.Uniform(lo, hi));
+  const double a = r.Uniform(0, 2 * kPi), s = std::pow(10.0, r.Uniform(lo, hi));
   const double dx = s * r.Uniform(-1, 1), dy = s * r.Uniform(-1, 1);
   for (size_t i = 0; i < 8; i += 2) {
     const double x = xy[i], y = xy[i + 1];
@@ -788,8 +788,8 @@ std::string Document(const std::vector<Family>& families, const Report& report) 
 // is written.
 void WriteAll(const fs::path& dir, const std::vector<std::pair<std::string, std::string>>& files) {
   for (const auto& [name, text] : files) {
-    struct stat st;
-    if (lstat((dir / name).c_str(), &st) == 0 && S_ISLNK(st.st_mode))
+    std::error_code ec;
+    if (fs::is_symlink(fs::symlink_status(dir / name, ec)))
       throw InputError("--out: " + Quote((dir / name).string()) +
                        " is a symbolic link; crv accuracy writes only its own files in DIR");
   }
