@@ -27,7 +27,7 @@ LD DistSq(const CRV_Curve& c, LD t, const double* q, int dims) {
 
 GaussLegendre::GaussLegendre() {
   for (int i = 0; i < kN; ++i) {
-    LD z = std::cos(M_PI * (i + 0.75) / (kN + 0.5)), dp = 1;
+    LD z = std::cos(kPi * (i + 0.75) / (kN + 0.5)), dp = 1;
     for (int it = 0; it < 100; ++it) {
       LD p0 = 1, p1 = z;
       for (int j = 1; j < kN; ++j) {

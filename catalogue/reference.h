@@ -15,6 +15,9 @@ namespace crvref {
 
 using LD = long double;
 
+// M_PI is not standard C++ (MinGW leaves it out in strict mode).
+constexpr double kPi = 3.14159265358979323846;
+
 // Coordinate k of B (order 0), B' (1) or B'' (2) at t, by the Bernstein form.
 LD Bez(const CRV_Curve& c, int k, LD t, int order = 0);
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds and runs every test twice, in the optimised build and under AddressSanitizer with
 # UndefinedBehaviorSanitizer; then the concurrency test under ThreadSanitizer, the golden table
-# under gcc -O0 and clang -O2, and a short run of the fuzz target.
+# on every platform (scripts/platforms.sh), and a short run of the fuzz target.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
@@ -25,15 +25,11 @@ no_aslr=()
 if setarch "$(uname -m)" -R true 2>/dev/null; then no_aslr=(setarch "$(uname -m)" -R); fi
 "${no_aslr[@]}" ctest --preset tsan --no-tests=error
 
-# Reproducible results: the release and asan builds' ctest compared gcc -O2 with the golden
-# table; gcc at -O0 and clang at -O2 must reproduce it bit for bit too (only the crv tool is
-# built, whose selftest checks it).
-for preset in golden-gcc-O0 golden-clang-O2; do
-  echo "== $preset golden table"
-  cmake --preset "$preset" >/dev/null
-  cmake --build --preset "$preset" -j "$jobs"
-  "build/$preset/tools/crv/crv" selftest --reference catalogue/golden.txt
-done
+# Reproducible results: the library and the crv tool for every platform (x86-64 gcc and clang at
+# -O0 and -O3, aarch64, Windows x64, WebAssembly), each running `crv selftest` against the golden
+# table, which every one must reproduce bit for bit.
+echo "== platforms (golden table)"
+bash scripts/platforms.sh
 
 # A short run of the fuzz target (clang, ASan + UBSan); scripts/fuzz.sh SECONDS runs
 # longer ones.

@@ -4,7 +4,10 @@
 
 #include <stdint.h>
 
-#if defined(__GNUC__) || defined(__clang__)
+/* Windows builds link libcrv statically (CRV_SHARED=OFF), so nothing is exported there. */
+#if defined(_WIN32)
+#define CRV_API
+#elif defined(__GNUC__) || defined(__clang__)
 #define CRV_API __attribute__((visibility("default")))
 #else
 #define CRV_API

@@ -5,7 +5,10 @@
 #ifndef HOST_HOST_API_H
 #define HOST_HOST_API_H
 
-#if defined(__GNUC__) || defined(__clang__)
+/* On Windows the stand-in host is a static library (CRV_SHARED=OFF) and exports nothing. */
+#if defined(_WIN32)
+#define HS_API
+#elif defined(__GNUC__) || defined(__clang__)
 #define HS_API __attribute__((visibility("default")))
 #else
 #define HS_API

@@ -29,7 +29,9 @@ struct ListHeader {
 
 static_assert(offsetof(ListHeader, count) == SEQ_BLOCK_COUNT_OFFSET, "count word is fixed");
 static_assert(offsetof(ListHeader, itemSize) == SEQ_BLOCK_ITEM_SIZE_OFFSET, "size word is fixed");
-static_assert(sizeof(ListHeader) == SEQ_BLOCK_ITEMS_OFFSET, "items start at a fixed offset");
+// The header fills the bytes before the items with 64-bit pointers and leaves some of them
+// unused with 32-bit ones (WebAssembly); the items start at the fixed offset either way.
+static_assert(sizeof(ListHeader) <= SEQ_BLOCK_ITEMS_OFFSET, "items start at a fixed offset");
 
 inline unsigned char* Items(ListHeader* h) {
   return reinterpret_cast<unsigned char*>(h) + SEQ_BLOCK_ITEMS_OFFSET;
@@ -100,7 +102,7 @@ int32_t SEQ_New(int32_t flags, int32_t itemSize, int32_t growBy, int32_t /*one*/
   auto master = static_cast<void**>(std::malloc(sizeof(void*)));
   if (master == nullptr) return SEQ_ERR_NO_MEMORY;
   // The block starts with no room for items; the first insertion allocates growBy of them.
-  auto h = static_cast<ListHeader*>(std::calloc(1, sizeof(ListHeader)));
+  auto h = static_cast<ListHeader*>(std::calloc(1, SEQ_BLOCK_ITEMS_OFFSET));
   if (h == nullptr) {
     std::free(master);
     return SEQ_ERR_NO_MEMORY;

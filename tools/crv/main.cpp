@@ -1,14 +1,18 @@
 // The crv command-line tool: the dispatcher. Each subcommand lives in its own file, registers
 // its code with MakeApp and does its work in its callback, which runs during parsing.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <cctype>
 #include <exception>
 #include <iostream>
 #include <memory>
 #include <string>
+
+#if defined(_WIN32)
+#include "windows_posix.h"
+#else
+#include <fcntl.h>
+#include <unistd.h>
+#endif
 
 #include "commands.h"
 #include "output.h"

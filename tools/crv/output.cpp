@@ -1,9 +1,5 @@
 #include "output.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -11,6 +7,14 @@
 #include <cstring>
 #include <iostream>
 #include <ostream>
+
+#if defined(_WIN32)
+#include "windows_posix.h"
+#else
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
 
 namespace crvtool {
 

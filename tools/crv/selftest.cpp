@@ -17,10 +17,15 @@ namespace {
 namespace fs = std::filesystem;
 
 // The reference beside the installed tool: <prefix>/share/crv/golden.txt for <prefix>/bin/crv.
+// Only Linux tells a program its own path this way; elsewhere the reference is named with
+// --reference, and an empty path says so.
 std::string InstalledReference() {
+#if defined(__linux__)
   std::error_code ec;
   const fs::path exe = fs::read_symlink("/proc/self/exe", ec);
-  return (exe.parent_path().parent_path() / "share" / "crv" / "golden.txt").string();
+  if (!ec) return (exe.parent_path().parent_path() / "share" / "crv" / "golden.txt").string();
+#endif
+  return {};
 }
 
 // The calls of a table, "<row> <call>" to the payload, without the comment lines.
@@ -59,6 +64,7 @@ void Run(const Args& a, Session& s) {
   if (!crvcat::HasPairedPath())
     throw InputError("this processor has no paired (SSE3) path, which the reference covers");
   const std::string path = a["--reference"].given ? a["--reference"].text : InstalledReference();
+  if (path.empty()) throw InputError("no installed reference here: give it with --reference");
   std::ifstream file(path);
   if (!file) throw InputError("cannot read the reference " + Quote(path) + " (see --reference)");
   std::vector<std::string> lines;

@@ -1,7 +1,5 @@
 // `crv accuracy [--out DIR]`: measures every family, draws the plots and writes them with
 // accuracy.md into DIR.
-#include <sys/stat.h>
-
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -23,8 +21,8 @@ namespace fs = std::filesystem;
 // is written.
 void WriteAll(const fs::path& dir, const std::vector<std::pair<std::string, std::string>>& files) {
   for (const auto& [name, text] : files) {
-    struct stat st;
-    if (lstat((dir / name).c_str(), &st) == 0 && S_ISLNK(st.st_mode))
+    std::error_code ec;
+    if (fs::is_symlink(fs::symlink_status(dir / name, ec)))
       throw InputError("--out: " + Quote((dir / name).string()) +
                        " is a symbolic link; crv accuracy writes only its own files in DIR");
   }

@@ -10,7 +10,7 @@ using namespace crvref;  // NOLINT: the references are the measurements' vocabul
 
 // Rotated by a random angle, scaled by 10^[lo, hi) and moved by up to that scale.
 Curve Place(Rng& r, std::vector<double> xy, double lo, double hi) {
-  const double a = r.Uniform(0, 2 * M_PI), s = std::pow(10.0, r.Uniform(lo, hi));
+  const double a = r.Uniform(0, 2 * kPi), s = std::pow(10.0, r.Uniform(lo, hi));
   const double dx = s * r.Uniform(-1, 1), dy = s * r.Uniform(-1, 1);
   for (size_t i = 0; i < 8; i += 2) {
     const double x = xy[i], y = xy[i + 1];
