@@ -7,13 +7,6 @@ set -euo pipefail
 # rsvg-convert (librsvg2-bin) and measures labels in DejaVu Sans (fonts-dejavu-core); MPFR
 # (libmpfr-dev) is the reference the correctly rounded functions are checked against.
 # scripts/platforms.sh cross-builds for aarch64 (run under qemu-user), Windows x64 (MinGW-w64,
-# run under wine) and WebAssembly (Emscripten, run under node).
-packages=(cmake ninja-build g++ binutils googletest libgtest-dev libgmock-dev libbenchmark-dev
-          libcli11-dev nlohmann-json3-dev pkg-config python3 librsvg2-bin fonts-dejavu-core
-          doxygen help2man clang libclang-rt-14-dev libmpfr-dev
-# rsvg-convert (librsvg2-bin) and measures labels in DejaVu Sans (fonts-dejavu-core); MPFR
-# (libmpfr-dev) is the reference the correctly rounded functions are checked against.
-# scripts/platforms.sh cross-builds for aarch64 (run under qemu-user), Windows x64 (MinGW-w64,
 # run under wine) and WebAssembly (Emscripten, run under node). The Python module builds with
 # pybind11 and NumPy for Debian's interpreter.
 packages=(cmake ninja-build g++ binutils googletest libgtest-dev libgmock-dev libbenchmark-dev
