@@ -6,7 +6,8 @@
 // rare arguments that fail the test go to an accurate path: exact integer arithmetic for cbrt, and
 // multi-word fixed-point arithmetic for acos and cos.
 //
-// Rounding test used throughout: with v the exact value, hi + lo the approximation and
+// Rounding test used by acos and cos (cbrt uses an equivalent direct test on its remainder lo,
+// see there): with v the exact value, hi + lo the approximation and
 // |v - (hi + lo)| <= b, if RN(hi + (lo - b')) == RN(hi + (lo + b')) with b' >= b + ulp(lo + b') then
 // RN(v) is that common value (RN is monotone, and the inner roundings move lo -+ b' by less than
 // b' - b). We take b' = 2 b, and b is always far above ulp(lo).
@@ -111,36 +112,83 @@ inline void Mul64(uint64_t a, uint64_t b, uint64_t* hi, uint64_t* lo) {
 //
 // x = +-m * 2^e, m in [1, 2), e = 3q + r with r in {0, 1, 2}; t = m * 2^r in [1, 8) (exact) and
 // cbrt(x) = +-cbrt(t) * 2^q, the scaling being exact because cbrt of any double is normal.
+// Write R = cbrt(t), R in [1, 2). All bounds below are absolute errors on R unless said otherwise.
 //
 // Fast path on t:
-//  1. z0 = P(m) * 2^(-r/3) ~ t^(-1/3). P: degree-5 fpminimax of m^(-1/3) on [1, 2], relative
-//     error 2^-17.4 (gen_coeffs.sollya); the 2^(-r/3) factor adds 2^-53.
-//  2. One third-order step: with 1 - e = t z^3, t^(-1/3) = z (1 - e)^(-1/3)
-//     = z (1 + e/3 + 2e^2/9 + 14e^3/81 + ...). Dropping e^3: relative error <= 4.7 * 2^-52.2 + roundings
-//     (e is computed with absolute error < 2^-51) => |z / t^(-1/3) - 1| < 2^-48.
-//  3. y = t z^2, relative error eta < 2^-46.5.
-//  4. Newton correction c = (t - y^3) / (3 y^2), with t - y^3 evaluated through exact products
-//     (absolute error < 2^-94) and 1/(3y^2) replaced by z^2/3 (relative error < 2^-45, on a
-//     c of size < 2^-44). Newton's own error is ~ eta^2 y < 2^-91.
-//  Total: |cbrt(t) - (y + c)| < 2^-88 < kCbrtErr = 2^-80 (y < 2); the checker measures < 2^-95.
-// Accurate path: the two candidates r1 < r2 from the rounding test are adjacent doubles; the
-// midpoint M = (2a + 1) 2^-53 is compared with cbrt(t) through M^3 <=> t in exact integer
-// arithmetic. M^3 has an odd numerator, t an even one, so they are never equal: no ties.
+//  1. y0 = P_i(m) * RN(2^(r/3)) ~ R, P_i(m) = a0 + a1 m + a2 m^2 ~ m^(1/3) on the 16th of [1, 2)
+//     that holds m (index: top 4 mantissa bits; 512-byte table). Relative error of every P_i on
+//     its interval < 2^-21.15 (sollya fpminimax + supnorm, gen_coeffs.sollya); evaluation
+//     roundings < 6 * 2^-53 (5 operations, values < 4, P_i >= 1), the factor and the product
+//     2^-52: relative error of y0 < 2^-21.14.
+//  2. y = y0 rounded to a multiple of 2^-16 ((y0 + 1.5*2^36) - 1.5*2^36, the sum's ulp being
+//     2^-16). y0 < 2 (1 + 2^-21) < 2 + 2^-17, so y <= 2 and y = k 2^-16 with k <= 2^17: y^3
+//     = k^3 2^-48 has k^3 <= 2^51 (exact), (3y) y^2 = 3 k^3 2^-48 < 2^53 2^-48 (exact), and
+//     d = t - y^3 is exact (Sterbenz, y^3/2 <= t <= 2 y^3). y = R (1 + eta) with
+//     |eta| <= 2^-21.14 + 2^-17 < 2^-16.92.
+//  3. v = RN(d / (3 y^3)): the exact quotient v* = (t / y^3 - 1) / 3 = ((1 + eta)^-3 - 1) / 3
+//     satisfies |v*| <= V = 2^-16.91. R = y (1 + 3v*)^(1/3) = y (1 + f(v*)),
+//     f(v) = v - v^2 + 5/3 v^3 - 10/3 v^4 + 22/3 v^5 - ... = v h(v) + O(v^5),
+//     h(v) = (1 - v) + v^2 (5/3 - 10/3 v).
+//  4. u = RN(y v), s = RN(RN(u RN(1 - v)) + u v^2 (5/3 - 10/3 v)) ~ y f(v); hi = RN(y + s),
+//     lo = (y - hi) + s exactly (Fast2Sum, |y| > |s|), so hi + lo = y + s. The code runs this
+//     step on y and u multiplied by sc = +-2^q: every intermediate is then exactly sc times its
+//     unscaled value (|sc| >= 2^-358 and nothing drops below 2^-200 before scaling, so no
+//     subnormals; |sc| <= 2^341, no overflow), which takes the final scaling off the critical path.
+//  Error of y + s against R (y <= 2, |y v| <= 2^-15.91, every "(1 + ...)" factor below < 1 + 2^-15):
+//    v's rounding: 2^-53 V times d(y v h)/dv <= y (1 + 2V)        <= 2^-68.9
+//    u = RN(y v): 2^-53 |y v|, times |h| <= 1 + 2V                 <= 2^-68.9
+//    RN(1 - v): 2^-53, times |u|; RN(u (1 - v)): 2^-53 |u| (1 + V)  <= 2 * 2^-68.9
+//    u v^2 (5/3 - 10/3 v), |.| < 2^-48.9: 6 roundings              <  2^-99
+//    s = RN(.): 2^-53 |s|                                          <= 2^-68.9
+//    truncation after v^4: y * 22/3 V^5 (1 + 4V)                   <  2^-80.6
+//  Total B < 5 * 2^-68.9 + 2^-80.6 < 2^-66.5 < kCbrtErr = 2^-66.
+//  Rounding test: R < 2 - 2^-52.58 (t <= 8 - 2^-49) and R >= 1 give hi in [1, 2), whose ulp is
+//  2^-52; RN(R) = hi whenever |lo| + B < 2^-53 (R is then strictly inside hi's rounding interval).
+//  We test |lo| < 2^-53 - 2 kCbrtErr; it fails with probability ~ 2^-64 / 2^-52 = 2^-12 for
+//  uniformly distributed lo.
+// Accurate path: the test failed, so |lo| >= 2^-54 > B and R lies on lo's side of hi: the
+// candidates are r1 = hi or its predecessor (lo < 0) and r2 = r1 + ulp (adjacent doubles). The
+// midpoint M = (2a + 1) 2^-53 is compared with R through M^3 <=> t in exact integer arithmetic.
+// M^3 has an odd numerator, t an even one, so they are never equal: no ties.
 
-constexpr double kCbrtErr = 0x1p-80 * kWiden;
+// Test builds widen by at most 2^11 here: the threshold 2^-53 - 2 kCbrtErr must stay >= 2^-54 (> B)
+// so that the accurate path's candidates stay valid.
+constexpr double kCbrtErr = 0x1p-66 * (kWiden < 0x1p11 ? kWiden : 0x1p11);
+constexpr double kCbrtLoMax = 0x1p-53 - 2 * kCbrtErr;
 
-constexpr double kCbrtP0 = 0x1.c7f365bd3504p0;
-constexpr double kCbrtP1 = -0x1.90e741fca12c1p0;
-constexpr double kCbrtP2 = 0x1.3e68b9b43540ap0;
-constexpr double kCbrtP3 = -0x1.321c5eb432612p-1;
-constexpr double kCbrtP4 = 0x1.3fa269bb21f2ep-3;
-constexpr double kCbrtP5 = -0x1.16d6f13af21d2p-6;
+// Seed polynomials a0 + a1 m + a2 m^2 on [1 + i/16, 1 + (i+1)/16], from gen_coeffs.sollya (the
+// fourth column pads rows to 32 bytes).
+constexpr double kCbrtSeed[16][4] = {
+    {0x1.1f53636e43994p-1, 0x1.16bf3543f6672p-1, -0x1.b09452335fa2ap-4, 0.0},
+    {0x1.2505cbd9ca4d9p-1, 0x1.0c040d7e3801fp-1, -0x1.88261fa0337f3p-4, 0.0},
+    {0x1.2a81862027cfep-1, 0x1.0242fb9f7b41p-1, -0x1.65718dffd7631p-4, 0.0},
+    {0x1.2fcb6e668d303p-1, 0x1.f2b2e332d4a3dp-2, -0x1.4767a2146742ep-4, 0.0},
+    {0x1.34e7b89e78fffp-1, 0x1.e2563fb1e2b7cp-2, -0x1.2d3615643b058p-4, 0.0},
+    {0x1.39da0e517ffc4p-1, 0x1.d3412d95a1a81p-2, -0x1.16379449634ccp-4, 0.0},
+    {0x1.3ea5a602c12b4p-1, 0x1.c54c830ff99d5p-2, -0x1.01e895f0e2dc9p-4, 0.0},
+    {0x1.434d55c0e25dp-1, 0x1.b857403d95908p-2, -0x1.dfbea6a4d7af8p-5, 0.0},
+    {0x1.47d3a20f876c5p-1, 0x1.ac456000502b1p-2, -0x1.bf8bccdf501bap-5, 0.0},
+    {0x1.4c3ac9ff6756ap-1, 0x1.a0feecca92339p-2, -0x1.a2abdbdf0e7bfp-5, 0.0},
+    {0x1.5084d11436a86p-1, 0x1.966f481f1074cp-2, -0x1.88aa8c3a0defbp-5, 0.0},
+    {0x1.54b3876fcc83dp-1, 0x1.8c849860ccc5bp-2, -0x1.712715bf38441p-5, 0.0},
+    {0x1.58c8909d20b07p-1, 0x1.832f53eb5ed65p-2, -0x1.5bd05a77ac759p-5, 0.0},
+    {0x1.5cc56940af402p-1, 0x1.7a61e2c8f71f6p-2, -0x1.4861ece354f84p-5, 0.0},
+    {0x1.60ab6be42dd5p-1, 0x1.7210520ba9c92p-2, -0x1.36a1baeccd1b2p-5, 0.0},
+    {0x1.647bd507c79d8p-1, 0x1.6a301507e8f19p-2, -0x1.265e35e868149p-5, 0.0},
+};
 
-// RN(2^(-r/3)), r = 0, 1, 2.
-constexpr double kInvCbrtPow2[3] = {1.0, 0x1.965fea53d6e3dp-1, 0x1.428a2f98d728bp-1};
+// {RN(2^(r/3)), 2^r}, r = 0, 1, 2.
+constexpr double kCbrtPow2[3][2] = {{1.0, 1.0}, {0x1.428a2f98d728bp0, 2.0}, {0x1.965fea53d6e3dp0, 4.0}};
+
+// Adding and subtracting this rounds a value in [0.5, 4) to a multiple of 2^-16.
+constexpr double kCbrtGrid = 0x1.8p36;
 
 // Exact decision between adjacent doubles r1 < r2 (r1 in [1 - 2^-53, 2)) for cbrt(t),
 // t = tm * 2^-52 with tm < 2^55: returns r2 iff cbrt(t) > (r1 + r2) / 2.
+// Kept out of line so that the fast path does not pay for its register pressure.
+#if defined(__GNUC__)
+__attribute__((noinline, cold))
+#endif
 double CbrtDecide(uint64_t tm, double r1, double r2) {
   // r1 = a * 2^(E - 52) with E = 0 or -1; midpoint = m * 2^(E - 53); compare m^3 * 2^(3E - 159)
   // with tm * 2^-52, i.e. m^3 with tm * 2^k, k = 107 - 3E.
@@ -169,46 +217,50 @@ double ExactCbrt(double x) {
   const uint64_t sign = ux & kSignMask;
   ux ^= sign;
   if (ux >= kExpMask || ux == 0) return x + x;  // +-inf, NaN (quietened), +-0.
-  int e;
-  if (ux < kHiddenBit) {  // Subnormal: scale by 2^54 (exact) to normalise.
+  int be = static_cast<int>(ux >> 52);  // biased exponent
+  if (be == 0) {  // Subnormal: scale by 2^54 (exact) to normalise.
     ux = Bits(FromBits(ux) * 0x1p54);
-    e = static_cast<int>(ux >> 52) - 1023 - 54;
-  } else {
-    e = static_cast<int>(ux >> 52) - 1023;
+    be = static_cast<int>(ux >> 52) - 54;
   }
-  const unsigned eb = static_cast<unsigned>(e + 1203);  // 1203 = 3 * 401 keeps it non-negative.
-  const int q = static_cast<int>(eb / 3) - 401;
-  const unsigned r = eb % 3;
+  // e = be - 1023 = 3q + r; eb = e + 1203 = 3 (q + 401) + r >= 126 (1203 = 3 * 401).
+  const unsigned eb = static_cast<unsigned>(be + 180);
+  const unsigned q401 = eb / 3;
+  const unsigned r = eb - 3 * q401;
+  // 2^q, and 2^q with x's sign: the result is scaled by multiplying exactly (see step 4).
+  const uint64_t scale_bits = static_cast<uint64_t>(q401 + 622) << 52;
+  const double scale = FromBits(scale_bits | sign);
   const uint64_t mant = ux & kMantMask;
   const double m = FromBits(mant | 0x3ff0000000000000ULL);  // [1, 2)
-  const double t = FromBits(mant | (static_cast<uint64_t>(1023 + r) << 52));  // m * 2^r
+  const double t = m * kCbrtPow2[r][1];                      // m * 2^r, exact
 
-  // Step 1: seed (Estrin).
-  const double m2 = m * m;
-  double z = (kCbrtP0 + kCbrtP1 * m) +
-             m2 * ((kCbrtP2 + kCbrtP3 * m) + m2 * (kCbrtP4 + kCbrtP5 * m));
-  z *= kInvCbrtPow2[r];
-  // Step 2: third-order step.
-  const double d = 1.0 - t * (z * z * z);
-  z = z + z * (d * (1.0 / 3 + d * (2.0 / 9)));
+  // Step 1: seed. The factor 2^(r/3) is applied last: r arrives late (integer division) and the
+  // polynomial does not wait for it. Row offset in doubles: top 4 mantissa bits times 4.
+  const double* a = &kCbrtSeed[0][0] + ((ux >> 46) & (15 << 2));
+  const double pm = (a[0] + a[1] * m) + a[2] * (m * m);
+  const double y0 = pm * kCbrtPow2[r][0];
+  // Step 2: 17 significant bits, so that the cube and the residual are exact.
+  const double y = (y0 + kCbrtGrid) - kCbrtGrid;
+  const double y2 = y * y;
+  const double d = t - y2 * y;
   // Step 3.
-  const double zz = z * z;
-  const double y = t * zz;
-  // Step 4: c = (t - y^3) z^2 / 3; t - y^3 from y^2 = h2 + l2 and y * h2 = h3 + l3 (exact).
-  double l2, l3;
-  const double h2 = TwoProd(y, y, &l2);
-  const double h3 = TwoProd(y, h2, &l3);
-  const double res = ((t - h3) - l3) - y * l2;  // t - h3 is exact (Sterbenz).
-  const double c = res * (zz * (1.0 / 3));
-
-  double out;
-  if (!RoundsSame(y, c, 2 * kCbrtErr, &out)) {
+  const double v = d / ((3 * y) * y2);
+  // Step 4, on values scaled by +-2^q (exact, see above).
+  const double ys = y * scale;
+  const double us = ys * v;
+  const double ss = us * (1 - v) + (us * (v * v)) * ((5.0 / 3) - (10.0 / 3) * v);
+  const double hs = ys + ss;
+  const double ls = (ys - hs) + ss;
+  if (!(std::fabs(ls) < kCbrtLoMax * FromBits(scale_bits))) {
     CRV_COUNT_SLOW(g_cbrt_slow);
-    const double r1 = out;
-    const double r2 = y + (c + 2 * kCbrtErr);
-    out = CbrtDecide(((mant | kHiddenBit) << r), r1, r2);
+    // Unscaled hi and lo (|ls| / 2^q and hi in [1, 2)), then the exact decision.
+    const double u = y * v;
+    const double s = u * (1 - v) + (u * (v * v)) * ((5.0 / 3) - (10.0 / 3) * v);
+    const double hi = y + s;
+    const double lo = (y - hi) + s;
+    const double r1 = FromBits(Bits(hi) - (lo < 0 ? 1 : 0));
+    return CbrtDecide(((mant | kHiddenBit) << r), r1, FromBits(Bits(r1) + 1)) * scale;
   }
-  return FromBits((Bits(out) + (static_cast<uint64_t>(static_cast<int64_t>(q)) << 52)) | sign);
+  return hs;
 }
 
 }  // namespace crv
