@@ -17,7 +17,7 @@ class Curve(ctypes.Structure):
 
 def _library(env, relative):
     path = os.environ.get(env)
-    if not path:  # the build tree: <build>/python/crv*.so beside <build>/src/
+    if not path:  # the build tree: <build>/python/crv*.so beside <build>/lib/
         path = pathlib.Path(crv.__file__).resolve().parent.parent / relative
     return ctypes.CDLL(str(path))
 
@@ -26,8 +26,8 @@ class C:
     """The exports, called one at a time as a C host would."""
 
     def __init__(self):
-        self.lib = _library("CRV_LIB", "src/libcrv.so")
-        self.host = _library("CRV_HOSTLIB", "src/host/libcrvhost.so")
+        self.lib = _library("CRV_LIB", "lib/libcrv.so")
+        self.host = _library("CRV_HOSTLIB", "lib/libcrvhost.so")
         self.host.HOST_LiveLists.restype = ctypes.c_int64
         self.host.HOST_HeldLocks.restype = ctypes.c_int64
         self.host.HOST_CallCount.restype = ctypes.c_int64
