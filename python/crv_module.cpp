@@ -514,6 +514,19 @@ py::array_t<double> MapLocked(py::handle values, const char* name, int out_dims,
   return out;
 }
 
+// The items of a list of pairs of doubles (a table's {t, s}, a spline's points) as an (n, 2)
+// array, read under the object's lock.
+py::array_t<double> PairsOf(HostList& list, std::mutex& mu, const char* what) {
+  std::vector<double> items;
+  int32_t code;
+  {
+    std::lock_guard<std::mutex> lock(mu);
+    code = list.CopyOut(&items);
+  }
+  Check(code, what);
+  return FromVector(items, {static_cast<py::ssize_t>(items.size() / 2), 2});
+}
+
 class ArcTable {
  public:
   ArcTable(py::handle curve, int samples) {
@@ -558,16 +571,7 @@ class ArcTable {
                        return CRV_EvaluatePointFromS(&r, v, samples_, table_.address(), out);
                      });
   }
-  py::array_t<double> Table() {
-    std::vector<double> items;
-    int32_t code;
-    {
-      std::lock_guard<std::mutex> lock(mu_);
-      code = table_.CopyOut(&items);
-    }
-    Check(code, "reading the arc-length table");
-    return FromVector(items, {static_cast<py::ssize_t>(items.size() / 2), 2});
-  }
+  py::array_t<double> Table() { return PairsOf(table_, mu_, "reading the arc-length table"); }
 
  private:
   std::vector<double> points_;
@@ -617,16 +621,7 @@ class ArcSpline {
       return CRV_TFromSSpline(&r, v, bound_, spline_.address(), out);
     });
   }
-  py::array_t<double> Points() {
-    std::vector<double> items;
-    int32_t code;
-    {
-      std::lock_guard<std::mutex> lock(mu_);
-      code = spline_.CopyOut(&items);
-    }
-    Check(code, "reading the arc-length spline");
-    return FromVector(items, {static_cast<py::ssize_t>(items.size() / 2), 2});
-  }
+  py::array_t<double> Points() { return PairsOf(spline_, mu_, "reading the arc-length spline"); }
 
  private:
   std::vector<double> points_;
