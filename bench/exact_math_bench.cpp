@@ -89,8 +89,12 @@ BENCHMARK_TEMPLATE(RunChained, crv::ExactCbrt, CbrtArgs)->Name("ExactCbrt/latenc
 BENCHMARK_TEMPLATE(RunChained, LibCbrt, CbrtArgs)->Name("std::cbrt/latency");
 BENCHMARK_TEMPLATE(Run, crv::ExactAcos, AcosArgs)->Name("ExactAcos");
 BENCHMARK_TEMPLATE(Run, LibAcos, AcosArgs)->Name("std::acos");
+BENCHMARK_TEMPLATE(RunChained, crv::ExactAcos, AcosArgs)->Name("ExactAcos/latency");
+BENCHMARK_TEMPLATE(RunChained, LibAcos, AcosArgs)->Name("std::acos/latency");
 BENCHMARK_TEMPLATE(Run, crv::ExactCos, CosArgs)->Name("ExactCos");
 BENCHMARK_TEMPLATE(Run, LibCos, CosArgs)->Name("std::cos");
+BENCHMARK_TEMPLATE(RunChained, crv::ExactCos, CosArgs)->Name("ExactCos/latency");
+BENCHMARK_TEMPLATE(RunChained, LibCos, CosArgs)->Name("std::cos/latency");
 
 }  // namespace
 

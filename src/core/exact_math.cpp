@@ -29,6 +29,12 @@ std::atomic<long> g_cbrt_slow{0}, g_acos_slow{0}, g_cos_slow{0};
 #define CRV_COUNT_SLOW(counter) ((void)0)
 #endif
 
+#if defined(__GNUC__)
+#define CRV_ALWAYS_INLINE inline __attribute__((always_inline))
+#else
+#define CRV_ALWAYS_INLINE inline
+#endif
+
 // Test builds may widen every fast-path error bound by this factor (a power of two) so that many
 // arguments take the accurate paths, which are otherwise reached too rarely to be tested directly.
 #ifndef CRV_EXACT_MATH_WIDEN
@@ -56,6 +62,11 @@ constexpr uint64_t kSignMask = 0x8000000000000000ULL;
 constexpr uint64_t kExpMask = 0x7ff0000000000000ULL;
 constexpr uint64_t kMantMask = 0x000fffffffffffffULL;
 constexpr uint64_t kHiddenBit = 0x0010000000000000ULL;
+// Adding and subtracting this rounds |v| < 2^51 to an integer (its ulp is 1), and the sum's low
+// mantissa bits hold that integer.
+constexpr double kRoundToInt = 0x1.8p52;
+// The same for multiples of 1/64 (the ulp of 1.5 * 2^46 is 2^-6), for |v| < 2^45.
+constexpr double kRoundToSixtyFourth = 0x1.8p46;
 
 // Veltkamp split: a == hi + lo exactly, hi and lo with at most 26 significant bits each.
 // Valid for |a| < 2^996 (no overflow of 2^27 * a); all our operands are far smaller.
@@ -65,13 +76,24 @@ inline void Split(double a, double* hi, double* lo) {
   *lo = a - *hi;
 }
 
-// Dekker: returns p = RN(a * b) and sets *e so that a * b == p + *e exactly (no underflow).
-inline double TwoProd(double a, double b, double* e) {
+// Returns p = RN(a * b) and sets *e so that a * b == p + *e exactly (no underflow).
+// Dekker's algorithm takes 17 operations. A fused multiply-add gives the same pair in 2: a * b - p
+// is a double (it is the exact e above), so fma(a, b, -p) returns it unrounded. The pair, and so
+// every result built on it, is bit for bit the same either way; only where a product underflows
+// can the two e differ, by less than 2^-1000, which no rounding test here can see.
+// kFma selects the fused form; it must be inlined into code compiled for a processor that has it
+// (see the dispatch below), or the compiler would call the C library's fma.
+template <bool kFma>
+CRV_ALWAYS_INLINE double TwoProd(double a, double b, double* e) {
   const double p = a * b;
-  double ah, al, bh, bl;
-  Split(a, &ah, &al);
-  Split(b, &bh, &bl);
-  *e = ((ah * bh - p) + ah * bl + al * bh) + al * bl;
+  if (kFma) {
+    *e = __builtin_fma(a, b, -p);
+  } else {
+    double ah, al, bh, bl;
+    Split(a, &ah, &al);
+    Split(b, &bh, &bl);
+    *e = ((ah * bh - p) + ah * bl + al * bh) + al * bl;
+  }
   return p;
 }
 
@@ -694,29 +716,30 @@ bool CosAccurate(double ax, int k, double* out) {
 // the error is < 2^-67.5 in every case (checker: measured maximum below 2^-69). kAcosErr = 2^-67.
 constexpr double kAcosErr = 0x1p-67 * kWiden;
 
-inline void AsinTable(double yh, double yl, double* sh, double* sl) {
-  const int i = static_cast<int>(yh * 32 + 0.5);
-  const double* a = kAsinTable[i];
-  const double d = yh - i * (1.0 / 32);
+template <bool kFma>
+CRV_ALWAYS_INLINE void AsinTable(double yh, double yl, double* sh, double* sl) {
+  // i = round(32 yh) by adding 1.5 * 2^52 (ulp 1): the integer is in the sum's low bits.
+  const double it = yh * 32 + kRoundToInt;
+  const double* a = kAsinTable[Bits(it) & 0x1f];
+  const double d = yh - (it - kRoundToInt) * (1.0 / 32);
   const double d2 = d * d, d4 = d2 * d2, d8 = d4 * d4;
   const double h3 = ((a[6] + d * a[7]) + d2 * (a[8] + d * a[9])) +
                     d4 * ((a[10] + d * a[11]) + d2 * (a[12] + d * a[13])) +
                     d8 * ((a[14] + d * a[15]) + d2 * a[16]);
   const double w = d * h3;
   double ul, tl, pl, s_lo;
-  const double uh = TwoProd(d, a[4], &ul);
+  const double uh = TwoProd<kFma>(d, a[4], &ul);
   const double th = FastTwoSum(a[2], uh, &tl);  // a[2] = A1 >= 1 > |uh|
   tl += a[3] + ul + d * (a[5] + w);
-  const double ph = TwoProd(d, th, &pl);
+  const double ph = TwoProd<kFma>(d, th, &pl);
   pl += d * tl + yl * (a[2] + 2 * uh);
   const double s_hi = FastTwoSum(a[0], ph, &s_lo);  // A0 = asin(i/32) > |ph| unless A0 == 0
   *sh = s_hi;
   *sl = s_lo + (a[1] + pl);
 }
 
-}  // namespace
-
-double ExactAcos(double x) {
+template <bool kFma>
+CRV_ALWAYS_INLINE double AcosImpl(double x) {
   const uint64_t ux = Bits(x);
   const uint64_t abits = ux & ~kSignMask;
   const bool neg = ux >> 63;
@@ -727,7 +750,7 @@ double ExactAcos(double x) {
   const double ax = FromBits(abits);
   double rh, rl, sh, sl;
   if (ax <= 0.5) {
-    AsinTable(ax, 0.0, &sh, &sl);
+    AsinTable<kFma>(ax, 0.0, &sh, &sl);
     if (neg) {
       rh = FastTwoSum(kHalfPiHi, sh, &rl);
       rl += kHalfPiLo + sl;
@@ -739,9 +762,9 @@ double ExactAcos(double x) {
     const double u = (1.0 - ax) * 0.5;
     const double yh = std::sqrt(u);
     double e;
-    const double p = TwoProd(yh, yh, &e);
+    const double p = TwoProd<kFma>(yh, yh, &e);
     const double yl = ((u - p) - e) / (yh + yh);
-    AsinTable(yh, yl, &sh, &sl);
+    AsinTable<kFma>(yh, yl, &sh, &sl);
     if (neg) {
       rh = FastTwoSum(kPiHi, -2 * sh, &rl);
       rl += kPiLo - 2 * sl;
@@ -763,48 +786,70 @@ double ExactAcos(double x) {
 //
 // |x| < 2^-27: 1 - x^2/2 > 1 - 2^-55 is above the midpoint 1 - 2^-54, so the result is 1.
 // Otherwise k = round(|x| 2/pi) <= 5 and r = |x| - k pi/2 (Cody-Waite with the three-part pi/2:
-// |x| - k P1 and k P1, k P2 are exact, the rest via TwoSum): r = rh + rl with absolute error
-// < 2^-155 while |r| >= 2^-53.8 (the closest double to an odd multiple of pi/2 up to 5 pi/2, found
-// with mpmath), i.e. relative error < 2^-100. cos x = +-cos r or +-sin r by the quadrant.
-// With j = round(64 |r|), delta = |r| - j/64 (|delta| <= 2^-7, double-double), S, C = sin, cos(j/64):
+// |x| - k P1 and k P1, k P2 are exact): r = rh + rl with absolute error < 2^-99.6, relative error
+// < 2^-79 (|r| >= 2^-20) or < 2^-100 (|r| < 2^-20, through TwoSum; |r| >= 2^-53.8, the closest
+// double to an odd multiple of pi/2 up to 5 pi/2, found with mpmath). cos x = +-cos r or +-sin r
+// by the quadrant. With j ~ 64 |r|, delta = |r| - j/64 (|delta| <= 2^-7 + 2^-46.6), and
+// S, C = sin, cos(j/64) as double-doubles:
 //   sin|r| = S + C delta - S cm + C sm,   cos|r| = C - S delta - C cm - S sm,
 //   cm = 1 - cos delta = delta^2 (1/2 - delta^2/24 + ... + delta^8/10!)   (omitted < 2^-84 cm)
 //   sm = sin delta - delta = delta^3 (-1/6 + delta^2/120 - ... + delta^6/9!) (omitted < 2^-58 sm)
-// C delta and S delta exact double-double products. Error relative to the result (for j = 0 the
-// table terms vanish and the same formula is the plain Taylor series): cm is at most 2^-15 times
-// the result and has relative error < 2^-51.5 => 2^-66.5; sm terms < 2^-23.6 => 2^-75; roundings
-// of the low part (< 2^-15 of the result) 3 * 2^-68; table 2^-106. Total < 2^-65.6; kCosErr = 2^-65.
-constexpr double kCosErr = 0x1p-65 * kWiden;
+// written result = a + b delta - a cm + b sm, b delta an exact double-double product. The error
+// is carried by the two small terms a cm and b sm: each is computed with relative error < 2^-51
+// (cm, sm; < 2^-50.7 with the product) and enters a low part whose last two roundings add 2^-53
+// of their sum each, so B < 2^-50.2 (|a cm| + |b sm|) + 2^-77.5 |result| (the reduction and the
+// rounding of b dl, 2^-79 each; what the series leave out of dl's terms, < 2^-88 absolute, so
+// < 2^-81 of a result >= 2^-7, and far less for j = 0 of sin; the table 2^-105). The rounding
+// test takes b' = 2^-49 (|a cm| + |b sm|) + 2^-76 res_hi >= B + ulp(lo +- b') (|lo| < |a cm| +
+// |b sm| + 2^-52 res_hi), so hi + lo need not be renormalised. Sized by the terms (a cm <= 2^-15
+// of the result but for j = 1 of sin, up to 2^-14), it is on average some 2^-66 of the result.
+constexpr double kCosErrTerms = 0x1p-49, kCosErrRest = 0x1p-76;
 
-
-double ExactCos(double x) {
+template <bool kFma>
+CRV_ALWAYS_INLINE double CosImpl(double x) {
   const uint64_t abits = Bits(x) & ~kSignMask;
   assert(!(FromBits(abits) > 8.0) && "ExactCos: |x| <= 8 required");
   if (abits < 0x3e40000000000000ULL) return 1.0;  // |x| < 2^-27
   if (abits >= kExpMask) return x - x;            // +-inf, NaN
   const double ax = FromBits(abits);
-  const int k = static_cast<int>(ax * 0.63661977236758134 + 0.5);
-  const double kd = k;
-  double rl;
-  double rh = TwoSum(ax - kd * kHalfPi1, -(kd * kHalfPi2), &rl);
-  rl -= kd * kHalfPi3;
-  rh = FastTwoSum(rh, rl, &rl);
-  // |r| without a (mispredicted) branch: flip the sign bits of rh and rl if rh < 0.
+  // k is rounded by adding 1.5 * 2^52, whose ulp is 1: the sum's low bits are the integer, and
+  // subtracting the constant again gives it as a double, without a float-to-integer conversion
+  // and back on the critical path. j below is rounded the same way, to a multiple of 1/64.
+  const double kt = ax * 0.63661977236758134 + kRoundToInt;
+  const int k = static_cast<int>(Bits(kt) & 0xf);
+  const double kd = kt - kRoundToInt;
+  // r = a - k P2 - k P3 with a = |x| - k P1 exact. Away from a zero of cos (|a| >= 2^-20) the
+  // tail is simply added up: k P2 is exact, so rl = RN(-k P2 - k P3) errs by < 2^-99.6 (|rl| <
+  // 2^-46.6), under 2^-79 relative to r. Nearer a zero, TwoSum keeps the 2^-100 relative error.
+  // Either way |rl| < 2^-26 |rh|, so rh has r's sign.
+  const double a = ax - kd * kHalfPi1;
+  double rh = a, rl = -(kd * kHalfPi2) - kd * kHalfPi3;
+  if (std::fabs(a) < 0x1p-20) {
+    rh = TwoSum(a, -(kd * kHalfPi2), &rl);
+    rl -= kd * kHalfPi3;
+  }
+  // |r|: rh's sign bit cleared, rl's flipped with it (off the critical path).
   const uint64_t r_sign = Bits(rh) & kSignMask;
   const bool r_neg = r_sign != 0;
-  rh = FromBits(Bits(rh) ^ r_sign);
+  rh = std::fabs(rh);
   rl = FromBits(Bits(rl) ^ r_sign);
-  const int j = static_cast<int>(rh * 64 + 0.5);
-  const double* t = kSinCosTable[j];
-  double dl;
-  const double dh = TwoSum(rh - j * (1.0 / 64), rl, &dl);  // rh - j/64 is exact
+  // delta = dh + dl with dh = rh - j/64 exact and dl = rl, not renormalised (|dl| may exceed |dh|;
+  // the series below take dl to first order). j may be off by one from round(64 |r|), so
+  // |delta| <= 2^-7 + 2^-46.6, inside the margins below.
+  const double jt = rh + kRoundToSixtyFourth;
+  const double* t = kSinCosTable[Bits(jt) & 0x3f];
+  const double dh = rh - (jt - kRoundToSixtyFourth);
+  const double dl = rl;
   const double d2 = dh * dh;
   const double d4 = d2 * d2;
-  // cm and sm, with the dl contribution to cm (2 dh dl) kept.
+  // cm and sm at dh, plus dl times their derivatives there, sin dh and -cm(dh), each to two
+  // terms (dl is up to 2^-46.6; what is left out is below 2^-88).
   const double cm = d2 * ((0.5 - d2 * (1.0 / 24)) + d4 * ((1.0 / 720 - d2 * (1.0 / 40320)) +
-                                                          d4 * (1.0 / 3628800))) + dh * dl;
+                                                          d4 * (1.0 / 3628800))) +
+                    (dh - dh * d2 * (1.0 / 6)) * dl;
   const double sm = d2 * dh * ((-1.0 / 6 + d2 * (1.0 / 120)) +
-                               d4 * (-1.0 / 5040 + d2 * (1.0 / 362880)));
+                               d4 * (-1.0 / 5040 + d2 * (1.0 / 362880))) -
+                    (0.5 * d2 - d4 * (1.0 / 24)) * dl;
   // k odd: |cos x| = sin|r|; k even: |cos x| = cos|r|.
   const int use_sin = k & 1;
   const double a_hi = t[2 - 2 * use_sin], a_lo = t[3 - 2 * use_sin];  // S or C
@@ -813,21 +858,70 @@ double ExactCos(double x) {
   const double b_lo = FromBits(Bits(t[2 * use_sin + 1]) ^ b_sign);
   // result = a + b delta - a cm + b sm
   double pl;
-  const double ph = TwoProd(b_hi, dh, &pl);
+  const double ph = TwoProd<kFma>(b_hi, dh, &pl);
   pl += b_hi * dl + b_lo * dh;
+  // |a| >= |ph|: a = C(j/64) >= 0.69 > 2^-7 >= |S delta|; a = S(j/64) >= 2^-6.01 > |C delta| for
+  // j >= 1, and a = 0 for j = 0.
   double res_lo;
-  const double res_hi = TwoSum(a_hi, ph, &res_lo);
-  res_lo += a_lo + pl - a_hi * cm + b_hi * sm;
-  double rh2, rl2;
-  rh2 = FastTwoSum(res_hi, res_lo, &rl2);
+  const double res_hi = FastTwoSum(a_hi, ph, &res_lo);
+  const double acm = a_hi * cm, bsm = b_hi * sm;  // the two terms that carry the error
+  res_lo = ((res_lo + (a_lo + pl)) + bsm) - acm;
+  // The bound (see above), from the terms' own sizes rather than the worst case.
+  const double bound = ((std::fabs(acm) + std::fabs(bsm)) * kCosErrTerms +
+                        res_hi * kCosErrRest) * kWiden;
   // Sign: k mod 4 = 0: cos r; 1: -sin r' ; 2: -cos r; 3: sin r', with r' = +-|r|.
   const bool negative = use_sin ? (((k & 3) == 1) != r_neg) : ((k & 3) == 2);
   double out;
-  if (!RoundsSame(rh2, rl2, rh2 * (2 * kCosErr), &out)) {
+  if (!RoundsSame(res_hi, res_lo, bound, &out)) {
     CRV_COUNT_SLOW(g_cos_slow);
     if (!CosAccurate<8>(ax, k, &out)) CosAccurate<24>(ax, k, &out);
   }
   return FromBits(Bits(out) ^ (static_cast<uint64_t>(negative) << 63));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Dispatch. The fused products change no bit (see TwoProd), so each build may pick either form:
+// the fused one wherever every processor of the target has it, a run-time choice on x86-64 (where
+// a processor may lack it; the check is made once, at load), the portable one elsewhere.
+
+#if !defined(CRV_EXACT_MATH_PORTABLE) && (defined(__aarch64__) || defined(__FMA__))
+#define CRV_FMA_ALWAYS 1
+#elif !defined(CRV_EXACT_MATH_PORTABLE) && defined(__x86_64__) && defined(__ELF__) && \
+    defined(__GNUC__)
+#define CRV_FMA_AT_RUN_TIME 1
+#endif
+
+#if defined(CRV_FMA_AT_RUN_TIME)
+// Zero until the library's initialisers run: a call before then takes the portable form.
+const bool g_has_fma = [] {
+  __builtin_cpu_init();
+  return __builtin_cpu_supports("fma") != 0;
+}();
+
+__attribute__((target("fma"))) double AcosFma(double x) { return AcosImpl<true>(x); }
+__attribute__((target("fma"))) double CosFma(double x) { return CosImpl<true>(x); }
+#endif
+
+}  // namespace
+
+double ExactAcos(double x) {
+#if defined(CRV_FMA_ALWAYS)
+  return AcosImpl<true>(x);
+#elif defined(CRV_FMA_AT_RUN_TIME)
+  return g_has_fma ? AcosFma(x) : AcosImpl<false>(x);
+#else
+  return AcosImpl<false>(x);
+#endif
+}
+
+double ExactCos(double x) {
+#if defined(CRV_FMA_ALWAYS)
+  return CosImpl<true>(x);
+#elif defined(CRV_FMA_AT_RUN_TIME)
+  return g_has_fma ? CosFma(x) : CosImpl<false>(x);
+#else
+  return CosImpl<false>(x);
+#endif
 }
 
 }  // namespace crv
