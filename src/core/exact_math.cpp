@@ -717,7 +717,8 @@ bool CosAccurate(double ax, int k, double* out) {
 constexpr double kAcosErr = 0x1p-67 * kWiden;
 
 template <bool kFma>
-CRV_ALWAYS_INLINE void AsinTable(double yh, double yl, double* sh, double* sl) {
+CRV_ALWAYS_INLINE void AsinTable(double yh, double yl, const double** row, double* ph,
+                                 double* pl) {
   // i = round(32 yh) by adding 1.5 * 2^52 (ulp 1): the integer is in the sum's low bits.
   const double it = yh * 32 + kRoundToInt;
   const double* a = kAsinTable[Bits(it) & 0x1f];
@@ -727,52 +728,52 @@ CRV_ALWAYS_INLINE void AsinTable(double yh, double yl, double* sh, double* sl) {
                     d4 * ((a[10] + d * a[11]) + d2 * (a[12] + d * a[13])) +
                     d8 * ((a[14] + d * a[15]) + d2 * a[16]);
   const double w = d * h3;
-  double ul, tl, pl, s_lo;
+  double ul, tl;
   const double uh = TwoProd<kFma>(d, a[4], &ul);
   const double th = FastTwoSum(a[2], uh, &tl);  // a[2] = A1 >= 1 > |uh|
   tl += a[3] + ul + d * (a[5] + w);
-  const double ph = TwoProd<kFma>(d, th, &pl);
-  pl += d * tl + yl * (a[2] + 2 * uh);
-  const double s_hi = FastTwoSum(a[0], ph, &s_lo);  // A0 = asin(i/32) > |ph| unless A0 == 0
-  *sh = s_hi;
-  *sl = s_lo + (a[1] + pl);
+  *row = a;
+  *ph = TwoProd<kFma>(d, th, pl);
+  *pl += d * tl + yl * (a[2] + 2 * uh);
 }
 
+// acos x = c + f asin(y): c = pi/2, f = -sign(x), y = |x| for |x| <= 1/2; otherwise y = s,
+// f = 2 sign(x), c = 0 (x > 0) or pi (x < 0). c + f A0 is formed by TwoSum while the polynomial
+// runs (f A0 is exact), and then one FastTwoSum adds f (d T): |c + f A0| >= pi/2 - asin(1/2) >
+// 1 > |f d T| for |x| <= 1/2 and x < 0; for x > 1/2 it is 2 A0 >= 2/32 > |2 d T|, or A0 = 0.
+// The sign is applied by multiplying by f, not by a branch, which the solver's arguments would
+// mispredict half the time.
 template <bool kFma>
 CRV_ALWAYS_INLINE double AcosImpl(double x) {
   const uint64_t ux = Bits(x);
   const uint64_t abits = ux & ~kSignMask;
-  const bool neg = ux >> 63;
+  const uint64_t sign = ux & kSignMask;
   if (abits >= 0x3ff0000000000000ULL) {  // |x| >= 1 or NaN
-    if (abits == 0x3ff0000000000000ULL) return neg ? kPiHi : 0.0;
+    if (abits == 0x3ff0000000000000ULL) return sign ? kPiHi : 0.0;
     return (x - x) / (x - x);  // NaN (invalid) for |x| > 1, +-inf and NaN
   }
   const double ax = FromBits(abits);
-  double rh, rl, sh, sl;
-  if (ax <= 0.5) {
-    AsinTable<kFma>(ax, 0.0, &sh, &sl);
-    if (neg) {
-      rh = FastTwoSum(kHalfPiHi, sh, &rl);
-      rl += kHalfPiLo + sl;
-    } else {
-      rh = FastTwoSum(kHalfPiHi, -sh, &rl);
-      rl += kHalfPiLo - sl;
-    }
-  } else {
+  double yh = ax, yl = 0.0, c_hi = kHalfPiHi, c_lo = kHalfPiLo;
+  double f = FromBits(Bits(1.0) | (sign ^ kSignMask));  // -sign(x)
+  if (ax > 0.5) {
     const double u = (1.0 - ax) * 0.5;
-    const double yh = std::sqrt(u);
+    yh = std::sqrt(u);
     double e;
     const double p = TwoProd<kFma>(yh, yh, &e);
-    const double yl = ((u - p) - e) / (yh + yh);
-    AsinTable<kFma>(yh, yl, &sh, &sl);
-    if (neg) {
-      rh = FastTwoSum(kPiHi, -2 * sh, &rl);
-      rl += kPiLo - 2 * sl;
-    } else {
-      rh = 2 * sh;
-      rl = 2 * sl;
-    }
+    yl = ((u - p) - e) / (yh + yh);
+    const uint64_t keep = 0 - (sign >> 63);  // all ones for x < 0
+    c_hi = FromBits(Bits(kPiHi) & keep);
+    c_lo = FromBits(Bits(kPiLo) & keep);
+    f = FromBits(Bits(2.0) | sign);
   }
+  const double* a;
+  double ph, pl;
+  AsinTable<kFma>(yh, yl, &a, &ph, &pl);
+  double bl, rl;
+  const double bh = TwoSum(c_hi, f * a[0], &bl);
+  bl += c_lo + f * a[1];
+  const double rh = FastTwoSum(bh, f * ph, &rl);
+  rl += bl + f * pl;
   double out;
   if (RoundsSame(rh, rl, rh * (2 * kAcosErr), &out)) return out;
   CRV_COUNT_SLOW(g_acos_slow);
