@@ -10,7 +10,8 @@
 // see there): with v the exact value, hi + lo the approximation and
 // |v - (hi + lo)| <= b, if RN(hi + (lo - b')) == RN(hi + (lo + b')) with b' >= b + ulp(lo + b') then
 // RN(v) is that common value (RN is monotone, and the inner roundings move lo -+ b' by less than
-// b' - b). We take b' = 2 b, and b is always far above ulp(lo).
+// b' - b). acos takes b' = 2 b with b far above ulp(lo); cos, whose hi + lo is not renormalised,
+// sizes b' from its error terms and shows b' >= b + ulp(lo + b') there.
 #include "core/exact_math.h"
 
 #include <cassert>
