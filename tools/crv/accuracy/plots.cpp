@@ -71,5 +71,19 @@ std::string PlotTFromS() {
   return fig.Svg();
 }
 
+std::string PlotNearestBySize(const std::vector<svg::Point>& asGiven,
+                              const std::vector<svg::Point>& unitBox) {
+  Figure fig("Error of the nearest point against the size of the curve", Figure::Frame::kFunction);
+  fig.Axes("log10 side of the control box", "log10 (error / side)");
+  fig.Subtitle("family sizes, the worst of 48 queries at each side; an error at the "
+               "reference's resolution is drawn at -20");
+  fig.Polyline(asGiven, ink::kBlue, "CRV_NearestPointOnCurve as given");
+  fig.Polyline(unitBox, ink::kRed, "in the unit box (crv nearest past 1e4)");
+  const double tol = std::log10(kNearestTolerance);
+  fig.Polyline({{asGiven.front().x, tol}, {asGiven.back().x, tol}}, ink::Thin(ink::kGreen, 1.5, "6 4"),
+               "tolerance 1e-6");
+  return fig.Svg();
+}
+
 }  // namespace accuracy
 }  // namespace crvtool
