@@ -36,14 +36,14 @@ double Largest(const Report& report, const std::string& title) {
   return worst;
 }
 
-// Two significant digits, exponents without sign or padding: 5.6e4, 1e-5.
 std::string Short(double v) {
   char buf[32];
   std::snprintf(buf, sizeof buf, "%.2g", v);
   std::string s = buf;
   for (const char* from : {"e+0", "e+", "e-0"}) {
     const size_t at = s.find(from);
-    if (at != std::string::npos) s.replace(at, std::string(from).size(), from[1] == '-' ? "e-" : "e");
+    if (at != std::string::npos)
+      s.replace(at, std::string(from).size(), from[1] == '-' ? "e-" : "e");
   }
   return s;
 }
@@ -170,8 +170,9 @@ std::string Document(const std::vector<Family>& families, const Report& report,
       " of the side from 1e7 on. The curve (-1e7,-1e7) (3e7,2e7) (-1e7,2e7) (2e7,-1e7) and the "
       "point (0,0) give " + example +
       " (the least). The same queries on the curve and point moved into the unit box "
-      "(translated by the box's lower corner, scaled by a power of two: "
-      "docs/host-integration.md) stay within " + Short(std::pow(10.0, unitWorst)) +
+      "(translated by the box's lower corner, scaled by a power of two, as "
+      "[host integration](host-integration.md) shows) stay within " +
+      Short(std::pow(10.0, unitWorst)) +
       " of the side at every size; `crv nearest` searches there when the side passes " +
       Short(kNearestAccurateSize) + ". On the random families the distance found exceeds the "
       "least by up to " + E(Largest(report, "CRV_NearestPointOnCurve")) +
