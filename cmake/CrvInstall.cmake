@@ -20,6 +20,8 @@ install(TARGETS crv EXPORT crvTargets
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(TARGETS crvhost EXPORT crvHostTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT host NAMELINK_COMPONENT host)
+crv_install_needs(runtime "$<TARGET_FILE:crv>" crv)
+crv_install_needs(host "$<TARGET_FILE:crvhost>" crvhost)
 install(DIRECTORY include/crv DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 # The host interface goes below include/crv/, where crv.hpp's "host/geo.h" finds it beside itself,
 # rather than claiming a top-level include/host/.

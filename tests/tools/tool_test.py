@@ -125,7 +125,25 @@ def cmd_geometry():
     check(len(ts) == 2 and near(ts[0], (3 - math.sqrt(6)) / 6) and near(ts[1], (3 + math.sqrt(6)) / 6), f"plane {ts}")
 
 
-COMMANDS = [cmd_eval_bounds_split, cmd_drag_ease_length, cmd_fit_flatten, cmd_geometry]
+# (command, exit status, fragment of its output). The loop at sides 1e3 and 1e7, whose least
+# distance to (0, 0) is 0.1197938995 of the side: the library finds it at 1e3 and misses it at
+# 1e7 (7167820.5), where the tool searches in the unit box and says so.
+SIZES = [
+    ('crv nearest --curve "-1e3,-1e3 3e3,2e3 -1e3,2e3 2e3,-1e3" --point 0,0', 0, "distance 119.7938995"),
+    ('crv nearest --curve "-1e7,-1e7 3e7,2e7 -1e7,2e7 2e7,-1e7" --point 0,0', 0, "searched in its unit box"),
+    ('crv nearest --curve "-1e7,-1e7 3e7,2e7 -1e7,2e7 2e7,-1e7" --point 0,0', 0, "t 0.1147718906  nearest (837982.4266, -856062.6655)  distance 1197938.995"),
+    ("crv nearest --curve '-1e7,-1e7 3e7,2e7 -1e7,2e7 2e7,-1e7' --point 0,0 --json", 0, '"scaled_to_unit_box": true'),
+    ("crv accuracy --help", 0, "--out DIR=crv-accuracy"),
+]
+
+
+def cmd_sizes():
+    for args, status, fragment in SIZES:
+        rc, out, err = run(args)
+        check(rc == status and fragment in out, f"{args}: exit {rc}, expected {status} and {fragment!r}: {out + err!r}")
+
+
+COMMANDS = [cmd_eval_bounds_split, cmd_drag_ease_length, cmd_fit_flatten, cmd_geometry, cmd_sizes]
 SUBCOMMANDS = ["eval", "bounds", "split", "drag", "ease", "length", "by-distance", "fit",
                "flatten", "project", "nearest", "plane", "demo"]
 

@@ -14,6 +14,7 @@
 #include "catalogue/catalogue.h"
 #include "catalogue/reference.h"
 #include "common.h"
+#include "svg.h"
 
 namespace crvtool {
 namespace accuracy {
@@ -35,6 +36,10 @@ struct Family {
 };
 
 std::vector<Family> Families(Rng& r);
+// Six shapes at sides 10^(k/4) from 1e-6 to 1e9, for the nearest point's dependence on size
+// alone (measured by that query only): kSizeShapes curves a size, the sizes rising.
+constexpr int kSizeShapes = 6;
+Family Sizes();
 // A 3-D curve from a 2-D one: z in +-half its largest extent.
 Curve Lift(Rng& r, const Curve& c);
 
@@ -65,11 +70,15 @@ struct Section {
   }
 };
 
+// The tolerance of the nearest point by size, a fraction of the control box's largest side.
+constexpr double kNearestTolerance = 1e-6;
+
 using Report = std::deque<Section>;  // a deque: sections stay put while more are added
 
 Section& Add(Report& report, std::string title, std::string how);
 std::string In(const Curve& c);  // the control points, for "input of the largest"
 std::string E(double v);         // 3 significant digits
+std::string Short(double v);     // 2 significant digits, exponents bare: 5.6e4, 1e-6
 
 // ---- Measurements: each adds its sections to the report
 
@@ -79,16 +88,25 @@ void MeasureArcLength(Rng& r, const std::vector<Family>& families, Report& repor
 void MeasureFits(Rng& r, const std::vector<Family>& families, Report& report);
 void MeasureFlattening(const std::vector<Family>& families, Report& report);
 void MeasureSpace(Rng& r, const std::vector<Family>& families, Report& report);
+// The nearest point against the curve's size; the worst error at each size, as given and in the
+// unit box, goes to `asGiven` and `unitBox` (log10 side, log10 error) for the plot.
+void MeasureNearestBySize(const Family& sizes, Report& report, std::vector<svg::Point>* asGiven,
+                          std::vector<svg::Point>* unitBox);
 
 // ---- Plots, as SVG text
 
 std::string PlotTFromX();
 std::string PlotArcTable();
 std::string PlotTFromS();
+std::string PlotNearestBySize(const std::vector<svg::Point>& asGiven,
+                              const std::vector<svg::Point>& unitBox);
 
 // ---- The document: accuracy.md
 
-std::string Document(const std::vector<Family>& families, const Report& report);
+// `nearestBySize`: the plot's points of the nearest point as given.
+std::string Document(const std::vector<Family>& families, const Report& report,
+                     const std::vector<svg::Point>& nearestBySize,
+                     const std::vector<svg::Point>& nearestInUnitBox);
 
 }  // namespace accuracy
 }  // namespace crvtool

@@ -43,11 +43,16 @@ void Run(const Args& a, Session& s) {
   MeasureFits(r, families, report);
   MeasureFlattening(families, report);
   MeasureSpace(r, families, report);
+  std::vector<Family> listed = families;
+  listed.push_back(Sizes());
+  std::vector<svg::Point> asGiven, unitBox;
+  MeasureNearestBySize(listed.back(), report, &asGiven, &unitBox);
   WriteAll(dir, {{"accuracy-t-from-x.svg", PlotTFromX()},
                  {"accuracy-arc-length.svg", PlotArcTable()},
                  {"accuracy-t-from-s.svg", PlotTFromS()},
-                 {"accuracy.md", Document(families, report)}});
-  s.out << "wrote " << (dir / "accuracy.md").string() << " and 3 plots\n";
+                 {"accuracy-nearest-by-size.svg", PlotNearestBySize(asGiven, unitBox)},
+                 {"accuracy.md", Document(listed, report, asGiven, unitBox)}});
+  s.out << "wrote " << (dir / "accuracy.md").string() << " and 4 plots\n";
 }
 
 const Registered kRegistered("accuracy", Run);

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "accuracy/accuracy.h"
+#include "nearest.h"
 
 namespace crvtool {
 namespace accuracy {
@@ -35,7 +36,55 @@ double Largest(const Report& report, const std::string& title) {
   return worst;
 }
 
-std::string Document(const std::vector<Family>& families, const Report& report) {
+std::string Short(double v) {
+  char buf[32];
+  std::snprintf(buf, sizeof buf, "%.2g", v);
+  std::string s = buf;
+  for (const char* from : {"e+0", "e+", "e-0"}) {
+    const size_t at = s.find(from);
+    if (at != std::string::npos)
+      s.replace(at, std::string(from).size(), from[1] == '-' ? "e-" : "e");
+  }
+  return s;
+}
+
+// The sides around 1 within which every measured error stays at or below the tolerance, from the
+// plot's points (log10 side, log10 error): the first side on each side of 1 that fails ends it.
+void AccurateSides(const std::vector<svg::Point>& pts, double* lo, double* hi) {
+  const double tol = std::log10(kNearestTolerance);
+  *lo = *hi = 1;
+  for (const svg::Point& p : pts)  // rising sides
+    if (p.x >= 0) {
+      if (p.y > tol) break;
+      *hi = std::pow(10.0, p.x);
+    }
+  for (auto p = pts.rbegin(); p != pts.rend(); ++p)
+    if (p->x <= 0) {
+      if (p->y > tol) break;
+      *lo = std::pow(10.0, p->x);
+    }
+}
+
+// The distance from `point` to the curve at t.
+double DistanceAt(const CRV_CurveClass2D& c, double t, const GEO_Vector2T<double>& point) {
+  double p[2];
+  CRV_EvaluatePoint(c.Curve(), t, p);
+  return std::hypot(p[0] - point.x, p[1] - point.y);
+}
+
+std::string Document(const std::vector<Family>& families, const Report& report,
+                     const std::vector<svg::Point>& nearestBySize,
+                     const std::vector<svg::Point>& nearestInUnitBox) {
+  double lo = 1, hi = 1, unitWorst = -INFINITY;
+  AccurateSides(nearestBySize, &lo, &hi);
+  for (const svg::Point& p : nearestInUnitBox) unitWorst = std::max(unitWorst, p.y);
+  // The curve and point of docs/host-integration.md.
+  const CRV_CurveClass2D big({-1e7, -1e7}, {3e7, 2e7}, {-1e7, 2e7}, {2e7, -1e7});
+  const GEO_Vector2T<double> origin{0, 0};
+  char example[160];
+  std::snprintf(example, sizeof example, "distance %.0f found, %.0f in the unit box",
+                DistanceAt(big, CRV_NearestPointOnCurve(origin, big), origin),
+                DistanceAt(big, NearestInUnitBox(origin, big), origin));
   std::string md =
       "# Accuracy of libcrv\n\n"
       "Written by `crv accuracy`; a test compares this file and its plots with what the tool "
@@ -86,6 +135,10 @@ std::string Document(const std::vector<Family>& families, const Report& report) 
       "t at arc length: the table interpolates linearly between its entries, the spline within "
       "its bound.\n\n"
       "![error of t at s](accuracy-t-from-s.svg)\n\n"
+      "The nearest point against the size of the curve (the family sizes): the root search is "
+      "accurate near a side of 1 and loses digits as the side grows or shrinks; the same queries "
+      "moved into the unit box stay at the reference's resolution.\n\n"
+      "![error of the nearest point against the side](accuracy-nearest-by-size.svg)\n\n"
       "## Limits\n\n"
       "1. Arc-length tables: the parameters rise by 1/(n - 1), accumulated by n - 1 additions. "
       "Each addition rounds by at most half an ulp of a number below 1, so the last entry's t "
@@ -108,10 +161,22 @@ std::string Document(const std::vector<Family>& families, const Report& report) 
       "and cusps the largest squared distance reaches " +
       E(Largest(report, "CRV_FitOneCurve")) +
       " times the bound. Chains of curves meet it.\n"
-      "5. Nearest point: the distance found exceeds the least by up to " +
-      E(Largest(report, "CRV_NearestPointOnCurve")) +
-      " on the scaled curves (a relative error "
-      "near 1e-4 at 1e6), while the medians stay near the rounding.\n"
+      "5. Nearest point: the flatness test of the root search compares a squared length with "
+      "the fixed 2^-65, so how early it accepts a root depends on the size of the curve. The "
+      "distance found stays within " + Short(kNearestTolerance) +
+      " of the control box's largest side for sides from " + Short(lo) + " to " + Short(hi) +
+      " (the table by size and its plot) and grows beyond: to " +
+      E(Largest(report, "CRV_NearestPointOnCurve by size")) +
+      " of the side from 1e7 on. The curve (-1e7,-1e7) (3e7,2e7) (-1e7,2e7) (2e7,-1e7) and the "
+      "point (0,0) give " + example +
+      " (the least). The same queries on the curve and point moved into the unit box "
+      "(translated by the box's lower corner, scaled by a power of two, as "
+      "[host integration](host-integration.md) shows) stay within " +
+      Short(std::pow(10.0, unitWorst)) +
+      " of the side at every size; `crv nearest` searches there when the side passes " +
+      Short(kNearestAccurateSize) + ". On the random families the distance found exceeds the "
+      "least by up to " + E(Largest(report, "CRV_NearestPointOnCurve")) +
+      " (the scaled curves, up to 1e6), while the medians stay near the rounding.\n"
       "6. Errors of points, lengths and distances are absolute and grow with the coordinates: "
       "the scaled family, up to 1e6, carries the largest of most tables.\n";
   return md;

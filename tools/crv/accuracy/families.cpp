@@ -72,6 +72,31 @@ std::vector<Family> Families(Rng& r) {
   return f;
 }
 
+Family Sizes() {
+  // A loop, an arch, an S, a cusp, a near-straight curve and a bulge, each in a box of side 1
+  // with its lower corner at (0.2, -0.4): the same shape at every size, off the origin.
+  const double shapes[kSizeShapes][8] = {{0, 0, 1, 0.75, 0, 0.75, 0.75, 0},
+                               {0, 0, 0, 1, 1, 1, 1, 0},
+                               {0, 0, 1, 0.1, 0, 0.9, 1, 1},
+                               {0, 0, 1, 1, 0, 1, 1, 0},
+                               {0, 0, 0.3, 0.01, 0.7, -0.01, 1, 0.02},
+                               {0, 0.5, 0.2, 1, 0.9, -0.3, 1, 0.6}};
+  Family f{"sizes",
+           "the same six shapes (loop, arch, S, cusp, near-straight, bulge) with boxes of side "
+           "10^(k/4) from 1e-6 to 1e9, for the nearest point only",
+           false,
+           {}};
+  for (int k = -24; k <= 36; ++k) {
+    const double side = std::pow(10.0, k / 4.0);
+    for (const auto& shape : shapes) {
+      std::vector<double> xy(8);
+      for (int i = 0; i < 8; ++i) xy[i] = side * (shape[i] + (i % 2 ? -0.4 : 0.2));
+      f.curves.push_back(Curve(2, xy));
+    }
+  }
+  return f;
+}
+
 Curve Lift(Rng& r, const Curve& c) {
   double extent = 0;
   for (int k = 0; k < 2; ++k)

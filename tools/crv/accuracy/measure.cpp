@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "accuracy/accuracy.h"
+#include "nearest.h"
 
 namespace crvtool {
 namespace accuracy {
@@ -349,6 +350,48 @@ void MeasureSpace(Rng& r, const std::vector<Family>& families, Report& report) {
         });
       }
     }
+}
+
+void MeasureNearestBySize(const Family& sizes, Report& report, std::vector<svg::Point>* asGiven,
+                          std::vector<svg::Point>* unitBox) {
+  Section& section = Add(
+      report, "CRV_NearestPointOnCurve by size",
+      "The family sizes, 8 points a curve in its box widened by a fifth (the same points of the "
+      "shape at every size): the distance to B(t) less the least distance (as above), as a "
+      "fraction of the box's largest side, by decade of that side.");
+  for (size_t first = 0; first < sizes.curves.size(); first += kSizeShapes) {
+    const double side = ControlBoxSide(sizes.curves[first].As2D());  // the loop's: 10^(k/4)
+    const int decade = int(std::floor(std::log10(side) + 1e-9));
+    const std::string row = decade == 9 ? "1e9"
+                                        : "[1e" + std::to_string(decade) + ", 1e" +
+                                              std::to_string(decade + 1) + ")";
+    Rng r(20240602);  // the same points of each shape at every size
+    LD worst = 0, worstUnit = 0;
+    for (size_t i = first; i < first + kSizeShapes; ++i) {
+      const Curve& c = sizes.curves[i];
+      const CRV_CurveClass2D c2 = c.As2D();
+      const double own = ControlBoxSide(c2);
+      double lo[2], hi[2];
+      CRV_EvaluateBounds(c.get(), lo, hi);
+      for (int j = 0; j < 8; ++j) {
+        double q[2];
+        for (int k = 0; k < 2; ++k)
+          q[k] = lo[k] - (hi[k] - lo[k]) * 0.1 + (hi[k] - lo[k]) * 1.2 * r.Uniform(0, 1);
+        const LD best = std::sqrt(Minimize([&](LD u) { return DistSq(c, u, q, 2); }, 0, 1));
+        auto error = [&](double t) { return (std::sqrt(DistSq(c, t, q, 2)) - best) / own; };
+        const LD e = error(CRV_NearestPointOnCurve({q[0], q[1]}, c2));
+        const LD u = error(NearestInUnitBox({q[0], q[1]}, c2));
+        section.Row(row).Add(double(e), [&] { return In(c) + ", point " + Point(q, 2); });
+        worst = std::max(worst, e), worstUnit = std::max(worstUnit, u);
+      }
+    }
+    // An error at or below the reference's resolution is drawn at 1e-20.
+    auto at = [&](LD e) {
+      return svg::Point{std::log10(side), std::log10(std::max(double(e), 1e-20))};
+    };
+    asGiven->push_back(at(worst));
+    unitBox->push_back(at(worstUnit));
+  }
 }
 
 }  // namespace accuracy

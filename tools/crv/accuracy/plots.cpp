@@ -4,6 +4,7 @@
 
 #include "accuracy/accuracy.h"
 #include "figure.h"
+#include "nearest.h"
 
 namespace crvtool {
 namespace accuracy {
@@ -68,6 +69,21 @@ std::string PlotTFromS() {
   }
   fig.Polyline(a, ink::kBlue, "table");
   fig.Polyline(b, ink::kRed, "spline");
+  return fig.Svg();
+}
+
+std::string PlotNearestBySize(const std::vector<svg::Point>& asGiven,
+                              const std::vector<svg::Point>& unitBox) {
+  Figure fig("Error of the nearest point against the size of the curve", Figure::Frame::kFunction);
+  fig.Axes("log10 side of the control box", "log10 (error / side)");
+  fig.Subtitle("family sizes, the worst of 48 queries at each side; an error at the "
+               "reference's resolution is drawn at -20");
+  fig.Polyline(asGiven, ink::kBlue, "CRV_NearestPointOnCurve as given");
+  fig.Polyline(unitBox, ink::kRed,
+               "in the unit box (crv nearest past " + Short(kNearestAccurateSize) + ")");
+  const double tol = std::log10(kNearestTolerance);
+  fig.Polyline({{asGiven.front().x, tol}, {asGiven.back().x, tol}},
+               ink::Thin(ink::kGreen, 1.5, "6 4"), "tolerance " + Short(kNearestTolerance));
   return fig.Svg();
 }
 
