@@ -1,0 +1,300 @@
+// crv.wasm: the library's exports over flat arrays, for crv.mjs.
+//
+// Every function takes arrays of doubles in the module's memory and a count, and loops over the
+// library's exports, so one call from JavaScript does a whole batch. Curves are 4 * dims doubles
+// each, point-major. Where two operands are batched, counts n and m pair element i with element
+// i (n = m), or one item with all of the other's (n = 1 or m = 1): crv.mjs checks which.
+// Results of unknown size (polylines, fitted chains, screen cubics) are left in one buffer that
+// crvw_result_data / crvw_result_size expose until the next such call.
+#include <emscripten/emscripten.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "core/host_adapters/host_lists.h"
+#include "crv/crv.h"
+#include "crv/crv.hpp"
+
+#define WEB_EXPORT extern "C" EMSCRIPTEN_KEEPALIVE
+
+namespace {
+
+std::vector<double> g_result;
+
+CRV_Curve Record(const double* p, int dims) {
+  CRV_Curve r;
+  r.dims = static_cast<int16_t>(dims);
+  for (int i = 0; i < 4; ++i) r.ctpts[i] = const_cast<double*>(p + i * dims);
+  return r;
+}
+
+CRV_CurveClass2D Curve2D(const double* q) {
+  return CRV_CurveClass2D({q[0], q[1]}, {q[2], q[3]}, {q[4], q[5]}, {q[6], q[7]});
+}
+
+// Appends every item of a list (as doubles) to g_result; returns the host's code of a failed
+// lock.
+int32_t AppendItems(SEQ_ListH list) {
+  if (list == nullptr) return CRV_ErrNone;
+  const int32_t code = SEQ_Lock(1, list);
+  if (code != CRV_ErrNone) return code;
+  int32_t item_size;
+  std::memcpy(&item_size, static_cast<const char*>(*list) + SEQ_BLOCK_ITEM_SIZE_OFFSET,
+              sizeof item_size);
+  const double* items = crv::ItemAt<double>(list, 0);
+  g_result.insert(g_result.end(), items,
+                  items + static_cast<size_t>(crv::ItemCount(list)) * item_size / sizeof(double));
+  return SEQ_Unlock(list);
+}
+
+// Disposes of a list on every path out of a call.
+struct OwnedList {
+  SEQ_ListH handle = nullptr;
+  ~OwnedList() {
+    if (handle != nullptr) SEQ_Dispose(handle, 0);
+  }
+};
+
+// A flatness test with a guaranteed bound, for crvw_flatten_within: the piece's inner control
+// points lie within `distance` of its chord segment, and the piece lies in their hull, so within
+// `distance` of the chord too. The piece is cut out of the curve by the library's split.
+struct HullContext {
+  double distance_sq;
+};
+
+int32_t HullFlat(void* context, uint32_t depth, double t0, double t1, const double*,
+                 const double*, const CRV_Curve* curve, bool* accept) {
+  // Depth 30 pieces are 1e-9 of the parameter: past any tolerance a double can tell.
+  if (depth > 30) {
+    *accept = true;
+    return CRV_ErrNone;
+  }
+  const CRV_CurveClass2D whole = Curve2D(curve->ctpts[0]) ;
+  CRV_CurveClass2D left, right, piece;
+  CRV_SubdivideCurve(whole, t0, &left, &right);
+  CRV_SubdivideCurve(right, t0 < 1 ? (t1 - t0) / (1 - t0) : 1.0, &piece, &left);
+  const auto& p = piece.points;
+  const double dx = p[3].x - p[0].x, dy = p[3].y - p[0].y, l2 = dx * dx + dy * dy;
+  const double limit = static_cast<const HullContext*>(context)->distance_sq;
+  bool flat = true;
+  for (int i = 1; i <= 2 && flat; ++i) {
+    const double wx = p[i].x - p[0].x, wy = p[i].y - p[0].y;
+    double u = l2 > 0 ? (wx * dx + wy * dy) / l2 : 0;
+    u = u < 0 ? 0 : (u > 1 ? 1 : u);
+    const double ex = wx - u * dx, ey = wy - u * dy;
+    flat = ex * ex + ey * ey <= limit;
+  }
+  *accept = flat;
+  return CRV_ErrNone;
+}
+
+}  // namespace
+
+WEB_EXPORT void* crvw_malloc(size_t bytes) { return std::malloc(bytes); }
+WEB_EXPORT void crvw_free(void* p) { std::free(p); }
+WEB_EXPORT int crvw_version() { return CRV_VERSION; }
+WEB_EXPORT const double* crvw_result_data() { return g_result.data(); }
+WEB_EXPORT int crvw_result_size() { return static_cast<int>(g_result.size()); }
+
+// out[i * dims] = B(t), B'(t) or B''(t) (order 0, 1, 2) of curve i at t[i].
+WEB_EXPORT void crvw_evaluate(const double* curves, int nc, int dims, const double* t, int nt,
+                              int order, double* out) {
+  const auto fn = order == 0 ? CRV_EvaluatePoint : order == 1 ? CRV_EvaluateDeriv
+                                                              : CRV_EvaluateDeriv2;
+  const int n = nc > nt ? nc : nt;
+  if (nc == 1) {
+    const CRV_Curve r = Record(curves, dims);
+    for (int i = 0; i < n; ++i) fn(&r, t[nt == 1 ? 0 : i], out + i * dims);
+    return;
+  }
+  for (int i = 0; i < n; ++i) {
+    const CRV_Curve r = Record(curves + i * 4 * dims, dims);
+    fn(&r, t[nt == 1 ? 0 : i], out + i * dims);
+  }
+}
+
+// n = 1 and count samples: B at count even parameters from t0 to t1.
+WEB_EXPORT void crvw_evaluate_even(const double* curve, int dims, double t0, double t1, int count,
+                                   double* out) {
+  const CRV_Curve r = Record(curve, dims);
+  CRV_EvaluatePoints(&r, t0, t1, count, out);
+}
+
+WEB_EXPORT void crvw_bounds(const double* curves, int n, int dims, double* lo, double* hi) {
+  for (int i = 0; i < n; ++i) {
+    const CRV_Curve r = Record(curves + i * 4 * dims, dims);
+    CRV_EvaluateBounds(&r, lo + i * dims, hi + i * dims);
+  }
+}
+
+// left and right receive the two halves as whole curves, 4 * dims doubles each.
+WEB_EXPORT void crvw_split(const double* curves, int nc, int dims, const double* t, int nt,
+                           double* left, double* right) {
+  const int n = nc > nt ? nc : nt;
+  const size_t d = static_cast<size_t>(dims);
+  std::vector<double> mid(5 * d);  // q0 r0 m r1 q2
+  for (int i = 0; i < n; ++i) {
+    const double* src = curves + (nc == 1 ? 0 : i * 4 * d);
+    const CRV_Curve r = Record(src, dims);
+    CRV_SubdivideCurve(&r, t[nt == 1 ? 0 : i], mid.data());
+    double *l = left + i * 4 * d, *rr = right + i * 4 * d;
+    std::memcpy(l, src, d * sizeof(double));
+    std::memcpy(l + d, mid.data(), 3 * d * sizeof(double));
+    std::memcpy(rr, mid.data() + 2 * d, 3 * d * sizeof(double));
+    std::memcpy(rr + 3 * d, src + 3 * d, d * sizeof(double));
+  }
+}
+
+// Function curves (dims 2): kind 0 gives t at x (NaN where no root is accepted), kind 1 y at x.
+WEB_EXPORT void crvw_by_x(const double* curves, int nc, const double* x, int nx, int kind,
+                          double* out) {
+  const int n = nc > nx ? nc : nx;
+  const auto fn = kind == 0 ? CRV_TFromX : CRV_EvaluateYFromX;
+  const double initial = kind == 0 ? std::nan("") : 0.0;
+  if (nc == 1) {
+    const CRV_Curve r = Record(curves, 2);
+    for (int i = 0; i < n; ++i) {
+      out[i] = initial;
+      fn(&r, x[nx == 1 ? 0 : i], out + i);
+    }
+    return;
+  }
+  for (int i = 0; i < n; ++i) {
+    const CRV_Curve r = Record(curves + 8 * i, 2);
+    out[i] = initial;
+    fn(&r, x[nx == 1 ? 0 : i], out + i);
+  }
+}
+
+// ys[count] = y at count even times from x1 to x2 on one function curve.
+WEB_EXPORT void crvw_y_from_xs(const double* curve, double x1, double x2, int count, double* ys) {
+  const CRV_Curve r = Record(curve, 2);
+  CRV_EvaluateYFromXs(&r, x1, x2, static_cast<int16_t>(count), ys);
+}
+
+// 2-D curves against points: the parameter, the curve point there and its distance.
+WEB_EXPORT void crvw_nearest(const double* curves, int nc, const double* points, int np,
+                             double* t, double* at, double* dist) {
+  const int n = nc > np ? nc : np;
+  CRV_CurveClass2D curve = Curve2D(curves);
+  for (int i = 0; i < n; ++i) {
+    if (nc != 1) curve = Curve2D(curves + 8 * i);
+    const double* q = points + 2 * (np == 1 ? 0 : i);
+    const double u = CRV_NearestPointOnCurve({q[0], q[1]}, curve);
+    double* p = at + 2 * i;
+    CRV_EvaluatePoint(curve.Curve(), u, p);
+    const double dx = p[0] - q[0], dy = p[1] - q[1];
+    t[i] = u;
+    dist[i] = std::sqrt(dx * dx + dy * dy);
+  }
+}
+
+// ---- Arc-length tables: the handle variable *table lives in the module's memory.
+
+WEB_EXPORT int crvw_arc_table(const double* curve, int dims, int samples, SEQ_ListH* table,
+                              double* length) {
+  const CRV_Curve r = Record(curve, dims);
+  return CRV_BuildArcTable(&r, samples, table, length);
+}
+
+// kind 0: t at s; 1: s at t; 2: the point at s (dims doubles each). Stops at the first failure.
+WEB_EXPORT int crvw_arc_lookup(const double* curve, int dims, int samples, SEQ_ListH* table,
+                               int kind, const double* v, int n, double* out) {
+  const CRV_Curve r = Record(curve, dims);
+  int32_t code = CRV_ErrNone;
+  for (int i = 0; i < n && code == CRV_ErrNone; ++i) {
+    code = kind == 0   ? CRV_TFromS(&r, v[i], samples, table, out + i)
+           : kind == 1 ? CRV_SFromT(&r, v[i], samples, table, out + i)
+                       : CRV_EvaluatePointFromS(&r, v[i], samples, table, out + i * dims);
+  }
+  return code;
+}
+
+WEB_EXPORT int crvw_list_items(SEQ_ListH* list) {
+  g_result.clear();
+  return AppendItems(*list);
+}
+
+WEB_EXPORT void crvw_list_dispose(SEQ_ListH* list) {
+  if (*list != nullptr) SEQ_Dispose(*list, 0);
+  *list = nullptr;
+}
+
+// ---- Fitting, flattening, projection (results in g_result)
+
+// The chain's 3k + 1 points of `dims` doubles.
+WEB_EXPORT int crvw_fit(const double* samples, int count, int dims, double bound) {
+  g_result.clear();
+  OwnedList list;
+  const int32_t code = CRV_FitMultipleCurves(samples, static_cast<uint16_t>(dims), count, bound,
+                                             &list.handle);
+  return code != CRV_ErrNone ? code : AppendItems(list.handle);
+}
+
+// The polyline (x, y pairs) of the library's straightness test; a null bound does not clip.
+WEB_EXPORT int crvw_flatten(const double* curve, double tolerance, double min_chord,
+                            const double* x_low, const double* x_high, int min_depth,
+                            int max_depth) {
+  g_result.clear();
+  CRV_LinearityParams params{min_chord * min_chord, tolerance, CRV_LINEARITY_CHECK_WORD,
+                             static_cast<uint32_t>(min_depth), static_cast<uint32_t>(max_depth)};
+  OwnedList list;
+  int32_t code = SEQ_New(0, 16, 64, 1, &list.handle);
+  bool have_range = false;
+  double y_min = 0, y_max = 0;
+  const CRV_Curve r = Record(curve, 2);
+  if (code == CRV_ErrNone) {
+    code = CRV_EvaluateAdaptively(CRV_IsLinearCallback, &params, x_low, x_high, &r, &have_range,
+                                  &y_min, &y_max, &list.handle);
+  }
+  return code != CRV_ErrNone ? code : AppendItems(list.handle);
+}
+
+// n 2-D curves, each within `distance` of its polyline; counts[i] receives curve i's number of
+// points, and g_result all the polylines one after another.
+WEB_EXPORT int crvw_flatten_within(const double* curves, int n, double distance, int* counts) {
+  g_result.clear();
+  HullContext context{distance * distance};
+  OwnedList list;
+  int32_t code = SEQ_New(0, 16, 64, 1, &list.handle);
+  for (int i = 0; i < n && code == CRV_ErrNone; ++i) {
+    const CRV_Curve r = Record(curves + 8 * i, 2);
+    const size_t before = g_result.size();
+    code = SEQ_SetNumItems(0, list.handle, 0);
+    if (code == CRV_ErrNone) {
+      code = CRV_EvaluateAdaptively(HullFlat, &context, nullptr, nullptr, &r, nullptr, nullptr,
+                                    nullptr, &list.handle);
+    }
+    if (code == CRV_ErrNone) code = AppendItems(list.handle);
+    counts[i] = static_cast<int>((g_result.size() - before) / 2);
+  }
+  return code;
+}
+
+// The screen cubics (8 doubles each) of a 3-D curve under a row-major 4x4 transform.
+WEB_EXPORT int crvw_project(const double* curve, const double* matrix, double tolerance) {
+  g_result.clear();
+  GEO_Matrix4 m;
+  std::memcpy(m.m, matrix, sizeof m.m);
+  // The projection throws the transform's code, and this module is built without exception
+  // catching. w is affine in the point and every point the projection transforms (pieces' control
+  // points, curve points) lies in the hull of the control points, so it fails exactly when the
+  // transform of the four control points fails: that is checked first.
+  double hull[12];
+  std::memcpy(hull, curve, sizeof hull);
+  const int32_t code = GEO_Transform3DFloatPoints(&m, 4, hull);
+  if (code != CRV_ErrNone) return code;
+  const CRV_CurveClass3D c({curve[0], curve[1], curve[2]}, {curve[3], curve[4], curve[5]},
+                           {curve[6], curve[7], curve[8]}, {curve[9], curve[10], curve[11]});
+  std::vector<CRV_CurveClass2D> pieces;
+  CRV_3DScreenCurveAdaptiveEvaluator(tolerance, m, c, &pieces);
+  for (const CRV_CurveClass2D& p : pieces) {
+    for (int i = 0; i < 4; ++i) {
+      g_result.push_back(p.points[i].x);
+      g_result.push_back(p.points[i].y);
+    }
+  }
+  return CRV_ErrNone;
+}
