@@ -245,6 +245,21 @@ export function nearest(curves, points) {
 // Sample counts above this make a table whose last t drifts past the lookups' tolerance.
 const kMaxArcSamples = 1800000;
 
+/** The arc length of each 2-D or 3-D curve, measured by an arc-length table of `samples`
+ * entries (the same length as ArcTable's). */
+export function arc_length(curves, samples = 1024, options = {}) {
+  const dims = dimsOf(options, [2, 3]);
+  const n = curveCount(curves, dims);
+  requireFinite(curves, "curves");
+  if (!Number.isInteger(samples) || samples < 2 || samples > kMaxArcSamples) {
+    throw new RangeError(`samples must be from 2 to ${kMaxArcSamples}, got ${samples}`);
+  }
+  const at = reserve(curves.length + n);
+  put(at, curves);
+  check(w.crvw_arc_lengths(at, n, dims, samples, at + 8 * curves.length), "CRV_BuildArcTable");
+  return take(at + 8 * curves.length, n, options.out);
+}
+
 /** The arc-length table of one 2-D or 3-D curve, in the module's memory until dispose(). */
 export class ArcTable {
   #curve = 0; // the curve's copy and the handle variable, one block of the module's memory

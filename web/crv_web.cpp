@@ -199,6 +199,18 @@ WEB_EXPORT int crvw_arc_table(const double* curve, int dims, int samples, SEQ_Li
   return CRV_BuildArcTable(&r, samples, table, length);
 }
 
+// lengths[i] = the arc length of curve i by a table of `samples` entries, one list reused by all.
+WEB_EXPORT int crvw_arc_lengths(const double* curves, int n, int dims, int samples,
+                                double* lengths) {
+  OwnedList table;
+  int32_t code = CRV_ErrNone;
+  for (int i = 0; i < n && code == CRV_ErrNone; ++i) {
+    const CRV_Curve r = Record(curves + i * 4 * dims, dims);
+    code = CRV_BuildArcTable(&r, samples, &table.handle, lengths + i);
+  }
+  return code;
+}
+
 // kind 0: t at s; 1: s at t; 2: the point at s (dims doubles each). Stops at the first failure.
 WEB_EXPORT int crvw_arc_lookup(const double* curve, int dims, int samples, SEQ_ListH* table,
                                int kind, const double* v, int n, double* out) {
