@@ -4,10 +4,10 @@
 #   /usr/bin/python3 -m http.server -d build/web 8000    then open http://localhost:8000/
 # Fails when crv.wasm exceeds its size budget of 300 KiB.
 #
-#   scripts/web.sh --test   then runs the browser test (web/test/browser_test.mjs) in headless
-#                           chromium against the native crv tool (built in build/release when
-#                           missing); puppeteer-core is installed from web/test's lockfile into
-#                           build/web-test, where the screenshots land too (artefacts/).
+#   scripts/web.sh --test   then checks crv.mjs bit for bit against the native crv tool (built in
+#                           build/release when missing) and runs the browser test in headless
+#                           chromium (web/test/); puppeteer-core is installed from web/test's
+#                           lockfile into build/web-test, where the screenshots land too.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 out=build/web
@@ -38,5 +38,6 @@ if ! cmp -s web/test/package-lock.json "$t/package-lock.json" || [ ! -d "$t/node
   cp web/test/package.json web/test/package-lock.json "$t/"
   (cd "$t" && npm ci --no-audit --no-fund --ignore-scripts --loglevel=error)
 fi
-cp web/test/browser_test.mjs "$t/"
+cp web/test/bits_test.mjs web/test/browser_test.mjs "$t/"
+timeout 300 node "$t/bits_test.mjs" "$out/crv.mjs" build/release/tools/crv/crv
 timeout 300 node "$t/browser_test.mjs" "$out" build/release/tools/crv/crv "$t/artefacts"

@@ -80,6 +80,12 @@ function take(at, count, out) {
   out.set(view);
   return out;
 }
+// For results whose size is known only afterwards: the first `count` numbers of `out` when it is
+// long enough (a view of it), else a new array.
+function takeSome(at, count, out) {
+  if (out === undefined || out.length < count) return take(at, count);
+  return take(at, count, out).subarray(0, count);
+}
 
 /** A failed library call; `code` is its result code (2 a bad record, 4 out of memory, or the
  * host's code passed on unchanged, e.g. -3201 for a point at or behind the eye). */
@@ -401,8 +407,9 @@ export function flatten(curve, tolerance = 0.0005, options = {}) {
 
 /** Polylines within `distance` of 2-D curves, by the library's adaptive driver and a flatness
  * test on each piece's control polygon: { points (x, y pairs, one polyline after another),
- * counts (points per curve) }. */
-export function flatten_within(curves, distance) {
+ * counts (points per curve) }. Option `out`: an array to receive the points when it is long
+ * enough (points is then a view of it). */
+export function flatten_within(curves, distance, options = {}) {
   const n = curveCount(curves, 2);
   requireFinite(curves, "curves");
   if (!(finiteScalar(distance, "distance") > 0)) throw new RangeError("distance must be positive");
@@ -412,7 +419,7 @@ export function flatten_within(curves, distance) {
   check(w.crvw_flatten_within(at, n, distance, pc), "CRV_EvaluateAdaptively");
   views();
   const counts = i32.slice(pc >> 2, (pc >> 2) + n);
-  return { points: take(w.crvw_result_data(), w.crvw_result_size()), counts };
+  return { points: takeSome(w.crvw_result_data(), w.crvw_result_size(), options.out), counts };
 }
 
 /** The screen cubics (8 numbers each) of a 3-D curve (12 numbers) under a 4x4 transform (16

@@ -23,6 +23,15 @@ namespace {
 
 std::vector<double> g_result;
 
+// The capability record this module hands the library, in place of the stand-in host's (which
+// finds no SSE3 in WebAssembly and leaves word 3 at 0). Word 3 set selects the paired paths, the
+// ones every x86-64 host takes: the page then shows the bits a native x86-64 caller gets (the
+// other paths agree with them up to the last place, as on an aarch64 host).
+const int32_t kPairedHost[8] = {0, 0, 0, 1, 0, 0, 0, 0};
+struct PairedHost {
+  PairedHost() { HS_G_CPU_DataP = kPairedHost; }
+} const g_paired_host;
+
 CRV_Curve Record(const double* p, int dims) {
   CRV_Curve r;
   r.dims = static_cast<int16_t>(dims);
@@ -59,32 +68,103 @@ struct OwnedList {
 
 // A flatness test with a guaranteed bound, for crvw_flatten_within: the piece's inner control
 // points lie within `distance` of its chord segment, and the piece lies in their hull, so within
-// `distance` of the chord too. The piece is cut out of the curve by the library's split.
+// `distance` of the chord too.
+//
+// The pieces come from the library's split. The driver judges a piece, then halves it and judges
+// the halves left first, depth first; so the halves of the piece last judged at depth d - 1 are
+// what depth d asks for next. One split of that piece at 0.5 gives both, kept until asked: half a
+// split per judgement, in place of cutting each piece out of the whole curve with two.
+constexpr uint32_t kHullMaxDepth = 30;  // pieces of 1e-9 of the parameter: past any tolerance
+
 struct HullContext {
+  // Both halves of a piece, split in place: P0 q0 r0 m r1 q2 P3, the left half from point 0 and
+  // the right from point 3 (the plain split writes q0 .. q2 between the ends).
+  struct Halves {
+    double t0 = 0, tm = 0, t1 = -1;  // none yet
+    double p[14];
+  };
+  // The piece last judged at a depth: its points (in a Halves or in `cut`) and its interval.
+  struct Judged {
+    const double* p = nullptr;
+    double t0 = 0, t1 = 0;
+  };
   double distance_sq;
+  Halves halves[kHullMaxDepth + 1];
+  Judged judged[kHullMaxDepth + 1];
+  double cut[kHullMaxDepth + 1][8];
 };
+
+// The piece [t0, t1] at `depth` > 0, or null when it is not a half of the piece judged above it.
+const double* HalfOf(HullContext* c, uint32_t depth, double t0, double t1) {
+  HullContext::Halves& h = c->halves[depth];
+  if (h.tm == t0 && h.t1 == t1) {
+    c->judged[depth] = {h.p + 6, t0, t1};
+    return h.p + 6;
+  }
+  const HullContext::Judged& parent = c->judged[depth - 1];
+  const double tm = (parent.t0 + parent.t1) * 0.5;
+  if (parent.t0 != t0 || tm != t1) return nullptr;
+  const CRV_Curve r = Record(parent.p, 2);
+  CRV_SubdivideCurve(&r, 0.5, h.p + 2);
+  h.p[0] = parent.p[0];
+  h.p[1] = parent.p[1];
+  h.p[12] = parent.p[6];
+  h.p[13] = parent.p[7];
+  h.t0 = t0;
+  h.tm = tm;
+  h.t1 = parent.t1;
+  c->judged[depth] = {h.p, t0, tm};
+  return h.p;
+}
 
 int32_t HullFlat(void* context, uint32_t depth, double t0, double t1, const double*,
                  const double*, const CRV_Curve* curve, bool* accept) {
-  // Depth 30 pieces are 1e-9 of the parameter: past any tolerance a double can tell.
-  if (depth > 30) {
+  HullContext* c = static_cast<HullContext*>(context);
+  if (depth > kHullMaxDepth) {
     *accept = true;
     return CRV_ErrNone;
   }
-  const CRV_CurveClass2D whole = Curve2D(curve->ctpts[0]) ;
-  CRV_CurveClass2D left, right, piece;
-  CRV_SubdivideCurve(whole, t0, &left, &right);
-  CRV_SubdivideCurve(right, t0 < 1 ? (t1 - t0) / (1 - t0) : 1.0, &piece, &left);
-  const auto& p = piece.points;
-  const double dx = p[3].x - p[0].x, dy = p[3].y - p[0].y, l2 = dx * dx + dy * dy;
-  const double limit = static_cast<const HullContext*>(context)->distance_sq;
+  const double* q = depth > 0 ? HalfOf(c, depth, t0, t1) : nullptr;
+  if (q == nullptr) {
+    // The whole curve, or a piece the driver did not reach by halving: cut out of the curve.
+    double right[10], left[10];
+    const double* p[4] = {curve->ctpts[0], curve->ctpts[1], curve->ctpts[2], curve->ctpts[3]};
+    if (t0 > 0) {
+      CRV_SubdivideCurve(curve, t0, right);
+      p[0] = right + 4;
+      p[1] = right + 6;
+      p[2] = right + 8;
+    }
+    if (t1 < 1) {
+      CRV_Curve rest;
+      rest.dims = 2;
+      for (int i = 0; i < 4; ++i) rest.ctpts[i] = const_cast<double*>(p[i]);
+      CRV_SubdivideCurve(&rest, t0 < 1 ? (t1 - t0) / (1 - t0) : 1.0, left);
+      p[1] = left;
+      p[2] = left + 2;
+      p[3] = left + 4;
+    }
+    double* cut = c->cut[depth];
+    for (int i = 0; i < 4; ++i) std::memcpy(cut + 2 * i, p[i], 2 * sizeof(double));
+    c->judged[depth] = {cut, t0, t1};
+    q = cut;
+  }
+  // Each inner point's squared distance to the chord segment, without a division: to the line
+  // (cross^2 / l2) where it projects inside the segment, else to the nearer end.
+  const double dx = q[6] - q[0], dy = q[7] - q[1], l2 = dx * dx + dy * dy;
   bool flat = true;
   for (int i = 1; i <= 2 && flat; ++i) {
-    const double wx = p[i].x - p[0].x, wy = p[i].y - p[0].y;
-    double u = l2 > 0 ? (wx * dx + wy * dy) / l2 : 0;
-    u = u < 0 ? 0 : (u > 1 ? 1 : u);
-    const double ex = wx - u * dx, ey = wy - u * dy;
-    flat = ex * ex + ey * ey <= limit;
+    const double wx = q[2 * i] - q[0], wy = q[2 * i + 1] - q[1];
+    const double dot = wx * dx + wy * dy;
+    if (dot <= 0 || l2 == 0) {
+      flat = wx * wx + wy * wy <= c->distance_sq;
+    } else if (dot >= l2) {
+      const double vx = q[2 * i] - q[6], vy = q[2 * i + 1] - q[7];
+      flat = vx * vx + vy * vy <= c->distance_sq;
+    } else {
+      const double cross = wx * dy - wy * dx;
+      flat = cross * cross <= c->distance_sq * l2;
+    }
   }
   *accept = flat;
   return CRV_ErrNone;
@@ -268,11 +348,13 @@ WEB_EXPORT int crvw_flatten(const double* curve, double tolerance, double min_ch
 // points, and g_result all the polylines one after another.
 WEB_EXPORT int crvw_flatten_within(const double* curves, int n, double distance, int* counts) {
   g_result.clear();
-  HullContext context{distance * distance};
+  HullContext context;
+  context.distance_sq = distance * distance;
   OwnedList list;
   int32_t code = SEQ_New(0, 16, 64, 1, &list.handle);
   for (int i = 0; i < n && code == CRV_ErrNone; ++i) {
     const CRV_Curve r = Record(curves + 8 * i, 2);
+    for (HullContext::Halves& h : context.halves) h.t1 = -1;
     const size_t before = g_result.size();
     code = SEQ_SetNumItems(0, list.handle, 0);
     if (code == CRV_ErrNone) {
