@@ -107,7 +107,7 @@ let sink = 0;
   const worst = (lengths) => lengths.reduce((m, l, i) => Math.max(m, Math.abs(l - ref[i]) / ref[i]), 0);
   const peerLen = Float64Array.from(B, (b) => b.length());
   const peerL = measure(() => { for (let i = 0; i < N; i++) sink += B[i].length(); }, N);
-  for (const samples of [32, 128]) {
+  for (const samples of [32, 64, 128]) {
     const lengths = new Float64Array(N);
     const crvL = measure(() => crv.arc_length(cubics, samples, { out: lengths }), N);
     row("arc length", `arc_length, ${samples}-sample table (worst rel. error ${worst(lengths).toExponential(1)})`, crvL,
