@@ -374,12 +374,20 @@ WEB_EXPORT int crvw_project(const double* curve, const double* matrix, double to
   std::memcpy(m.m, matrix, sizeof m.m);
   // The projection throws the transform's code, and this module is built without exception
   // catching. w is affine in the point and every point the projection transforms (pieces' control
-  // points, curve points) lies in the hull of the control points, so it fails exactly when the
-  // transform of the four control points fails: that is checked first.
+  // points, curve points) lies in the hull of the control points, up to rounding: so the curve is
+  // refused, with the transform's own code, when a control point fails the transform or has a w
+  // within a millionth of its terms' size of the eye plane, far beyond what rounding moves.
   double hull[12];
   std::memcpy(hull, curve, sizeof hull);
   const int32_t code = GEO_Transform3DFloatPoints(&m, 4, hull);
   if (code != CRV_ErrNone) return code;
+  for (int i = 0; i < 4; ++i) {
+    const double* p = curve + 3 * i;
+    const double* w = m.m[3];
+    const double size = std::fabs(w[0] * p[0]) + std::fabs(w[1] * p[1]) + std::fabs(w[2] * p[2]) +
+                        std::fabs(w[3]);
+    if (!(w[0] * p[0] + w[1] * p[1] + w[2] * p[2] + w[3] > 1e-6 * size)) return GEO_ERR_BEHIND_EYE;
+  }
   const CRV_CurveClass3D c({curve[0], curve[1], curve[2]}, {curve[3], curve[4], curve[5]},
                            {curve[6], curve[7], curve[8]}, {curve[9], curve[10], curve[11]});
   std::vector<CRV_CurveClass2D> pieces;
