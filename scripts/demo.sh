@@ -12,5 +12,5 @@ cmake --build --preset release --target crv_tool
 bash scripts/web.sh
 echo
 echo "The playground: serve it with"
-echo "  /usr/bin/python3 -m http.server -d build/web 8000"
+echo "  /usr/bin/python3 -m http.server -d \"$PWD/build/web\" 8000"
 echo "and open http://localhost:8000/"
