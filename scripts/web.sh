@@ -13,9 +13,11 @@ cd "$(dirname "$0")/.."
 out=build/web
 budget=$((300 * 1024))
 jobs=$(nproc)
-# Configuring runs Emscripten's compiler checks (half a minute); an existing build reconfigures
-# itself when a CMakeLists.txt changes.
-if [ ! -f build/wasm-web/build.ninja ]; then cmake --preset wasm-web >/dev/null; fi
+# Configuring runs Emscripten's compiler checks (half a minute): only for a new build or changed
+# presets (an existing build reconfigures itself when a CMakeLists.txt changes).
+if [ ! -f build/wasm-web/build.ninja ] || [ CMakePresets.json -nt build/wasm-web/build.ninja ]; then
+  cmake --preset wasm-web >/dev/null
+fi
 cmake --build --preset wasm-web -j "$jobs"
 mkdir -p "$out"
 cp build/wasm-web/web/crv.wasm web/crv.mjs web/index.html "$out/"
