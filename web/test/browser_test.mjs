@@ -75,9 +75,10 @@ const { server, url } = await serve(site);
 const browser = await puppeteer.launch({
   executablePath: process.env.CHROMIUM || "/usr/bin/chromium",
   headless: true,
-  // Root (as in CI) cannot run chromium's sandbox.
+  // Root (as in CI) cannot run chromium's sandbox; a small /dev/shm (as in containers) is not
+  // used.
   args: [...(process.getuid && process.getuid() === 0 ? ["--no-sandbox"] : []), "--disable-gpu",
-    "--window-size=1000,1400"],
+    "--disable-dev-shm-usage", "--window-size=1000,1400"],
 });
 try {
   const page = await browser.newPage();
