@@ -438,3 +438,17 @@ export function project(curve, transform, tolerance = 0.5) {
   check(w.crvw_project(at, at + 96, tolerance), "CRV_3DScreenCurveAdaptiveEvaluator");
   return take(w.crvw_result_data(), w.crvw_result_size());
 }
+
+/** The parameters in [0, 1], ascending, where a 3-D curve (12 numbers) meets the plane
+ * a x + b y + c z + d = 0 (4 numbers). */
+export function intersect_plane(curve, plane) {
+  if (curve.length !== 12) throw new RangeError("curve: one 3-D curve of 12 numbers");
+  if (plane.length !== 4) throw new RangeError("plane: a, b, c, d");
+  requireFinite(curve, "curve");
+  requireFinite(plane, "plane");
+  const at = reserve(16);
+  put(at, curve);
+  put(at + 96, plane);
+  w.crvw_intersect_plane(at, at + 96);
+  return take(w.crvw_result_data(), w.crvw_result_size());
+}

@@ -400,3 +400,11 @@ WEB_EXPORT int crvw_project(const double* curve, const double* matrix, double to
   }
   return CRV_ErrNone;
 }
+
+// The parameters in [0, 1], ascending, where a 3-D curve meets the plane a x + b y + c z + d = 0.
+WEB_EXPORT void crvw_intersect_plane(const double* curve, const double* plane) {
+  g_result.clear();
+  const CRV_CurveClass3D c({curve[0], curve[1], curve[2]}, {curve[3], curve[4], curve[5]},
+                           {curve[6], curve[7], curve[8]}, {curve[9], curve[10], curve[11]});
+  CRV_IntersectPlane(c, GEO_PlaneEq{plane[0], plane[1], plane[2], plane[3]}, &g_result);
+}

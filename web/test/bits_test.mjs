@@ -79,6 +79,9 @@ for (let k = 0; k < 3; k++) {
   const m = [400, 0, 0, 0, 0, 400, 0, 0, 0, 0, 1, 0, 0, 0, 1, 600];
   const pr = native("project", "--curve", curveArg(c3, 3), "--matrix", m.join(","), "--tolerance", "0.25");
   same(`project ${k}`, crv.project(c3, m, 0.25), pr.screen_curves);
+  const plane = [uniform(-1, 1), uniform(-1, 1), uniform(-1, 1), uniform(-20, 20)];
+  const pl = native("plane", "--curve", curveArg(c3, 3), "--plane", plane.join(","));
+  same(`intersect_plane ${k}`, crv.intersect_plane(c3, plane), pl.crossings.map((r) => r.t));
 
   const c = Array.from({ length: 8 }, () => uniform(0, 1000));
   const pts = crv.evaluate(c, Array.from({ length: 200 }, (_, i) => i / 199)).map((v) => v + uniform(-1, 1));
