@@ -153,7 +153,7 @@ let sink = 0;
 globalThis.__sink = sink;
 
 console.log(`Run of ${new Date().toISOString().slice(0, 16)}Z, node ${process.version}, ${os.cpus()[0].model}, ` +
-  `${os.cpus().length} cores, load average ${os.loadavg()[0].toFixed(1)}; crv.wasm ${crv.version}. ` +
+  `${os.cpus().length} cores, load average ${os.loadavg()[0].toFixed(1)}; crv.wasm ${crv.version}.\n` +
   `CPU nanoseconds per item (curve or lookup), median of 15 repetitions, 1000 items a batch.\n`);
 console.log("| op | CRV (crv.wasm, batched) | ns | peer | peer's variant | ns | CRV / peer |");
 console.log("|---|---|---:|---|---|---:|---:|");
