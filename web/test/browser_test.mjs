@@ -49,6 +49,8 @@ async function serve(dir) {
     server.on("exit", (code) => reject(new Error(`the server exited with ${code}: ${seen}`)));
   });
   server.stderr.resume();
+  // Also when this process ends early (an exception, a closed output pipe).
+  process.on("exit", () => server.kill());
   return { server, url: `http://127.0.0.1:${port}/` };
 }
 
