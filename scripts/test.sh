@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds and runs every test twice, in the optimised build and under AddressSanitizer with
 # UndefinedBehaviorSanitizer; then the concurrency test under ThreadSanitizer, the golden table
-# on every platform (scripts/platforms.sh), and a short run of the fuzz target.
+# on every platform (scripts/platforms.sh), the playground's browser test (scripts/web.sh) and a
+# short run of the fuzz target.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
@@ -30,6 +31,10 @@ if setarch "$(uname -m)" -R true 2>/dev/null; then no_aslr=(setarch "$(uname -m)
 # table, which every one must reproduce bit for bit.
 echo "== platforms (golden table)"
 bash scripts/platforms.sh
+
+# The playground (build/web) in headless chromium: its readouts against the native crv tool.
+echo "== web playground (browser test)"
+bash scripts/web.sh --test
 
 # A short run of the fuzz target (clang, ASan + UBSan); scripts/fuzz.sh SECONDS runs
 # longer ones.
