@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Builds and runs every test twice, in the optimised build and under AddressSanitizer with
-# UndefinedBehaviorSanitizer; then the concurrency test under ThreadSanitizer, the golden table
-# on every platform (scripts/platforms.sh), the playground's browser test (scripts/web.sh) and a
-# short run of the fuzz target.
+# UndefinedBehaviorSanitizer; then the Debian packages, the concurrency test under
+# ThreadSanitizer, the golden table on every platform (scripts/platforms.sh), the playground's
+# browser test (scripts/web.sh) and a short run of the fuzz target.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
@@ -14,6 +14,11 @@ for preset in release asan; do
   echo "== $preset tests"
   ctest --preset "$preset" -j "$jobs"
 done
+
+# The Debian packages, built from a copy of the tree under build/deb, checked with lintian,
+# installed, used through pkg-config, find_package(crv), `crv selftest` and Python, and purged.
+echo "== Debian packages"
+bash tests/packaging/deb_test.sh . build/deb
 
 # The concurrency test under ThreadSanitizer, in a build of its own that holds only that test.
 # TSan maps its shadow memory at fixed addresses; where address randomisation gets in its way
