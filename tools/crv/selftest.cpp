@@ -52,11 +52,15 @@ std::vector<std::string> ReadReference(const std::string& path, const std::strin
   text.resize(static_cast<size_t>(file.gcount()));
   if (text.size() > most)
     throw InputError(refused + " (longer than " + std::to_string(most) + " bytes)");
-  if (text.compare(0, header.size() + 1, header + "\n") != 0)
-    throw InputError(refused + " (its first line is not " + Quote(header, 30) + ")");
+  // Read as bytes, so a copy that went through a Windows checkout may end its lines in \r\n.
   std::vector<std::string> lines;
   std::istringstream in(text);
-  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  for (std::string line; std::getline(in, line);) {
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    lines.push_back(line);
+  }
+  if (lines.empty() || lines.front() != header)
+    throw InputError(refused + " (its first line is not " + Quote(header, 30) + ")");
   return lines;
 }
 
@@ -99,7 +103,10 @@ void Run(const Args& a, Session& s) {
   if (!crvcat::HasPairedPath())
     throw InputError("this processor has no paired (SSE3) path, which the reference covers");
   const std::string path = a["--reference"].given ? a["--reference"].text : DefaultReference();
-  if (path.empty()) throw InputError("no installed reference here: give it with --reference");
+  std::error_code ec;
+  if (path.empty() || (!a["--reference"].given && !fs::exists(path, ec)))
+    throw InputError("no installed reference " + (path.empty() ? "here" : "at " + Quote(path)) +
+                     ": give one with --reference");
   const std::vector<std::string> table = crvcat::GoldenTable();
   // A reference is this build's table give or take some bits: four times its size is plenty.
   size_t size = 0;
