@@ -202,8 +202,6 @@ void Figure::DrawAxes(svg::Document& doc, const View& view) const {
   } else {
     doc.Rect({kPlot.xmin, kPlot.ymin}, {kPlot.xmax, kPlot.ymax}, {"#d9e2ec", "none", 1});
   }
-  doc.EndGroup();
-  doc.Group("axis-titles");
   doc.Text({(kPlot.xmin + kPlot.xmax) / 2, kPlot.ymax + 40}, xName_ + " \u2192", 12, kInk,
            svg::Anchor::Middle);
   doc.Text({kPlot.xmin, kPlot.ymin - 8}, "\u2191 " + yName_, 12, kInk);
