@@ -26,15 +26,16 @@ def check(ok, what):
 near = lambda a, b, eps=1e-9: abs(a - b) <= eps * max(1.0, abs(b))
 
 
-def bad(args, fragment, stdin="", status=2):
-    """The exit status, one short line on stderr naming the tool and the problem, no file changed
-    (no picture, not even a temporary one)."""
-    if isinstance(args, list) and args and "--svg" not in args:
+def bad(args, fragment, stdin="", status=2, svg=True):
+    """The exit status, one short printable line on stderr naming the tool and the problem, no
+    file changed (no picture, not even a temporary one)."""
+    if svg and isinstance(args, list) and args and "--svg" not in args:
         args = args + ["--svg", "refused.svg"]
     files = lambda: {f: os.lstat(f)[6:9] for f in os.listdir(".")}
     before = files()
     rc, _, err = run(args, stdin)
-    check(rc == status and len(err.strip().splitlines()) == 1 and re.match(r"crv( [a-z-]+)?: ", err) and fragment in err,
+    check(rc == status and len(err.strip().splitlines()) == 1 and re.match(r"crv( [a-z-]+)?: ", err) and fragment in err
+          and err.isascii() and err.strip().isprintable(),
           f"{args}: exit {rc}, expected {status} and {fragment!r}; stderr {err[:300]!r}")
     check(files() == before, f"{args}: files changed: {sorted(set(files()) ^ set(before))}")
 
@@ -69,7 +70,7 @@ ERRORS = [
     lambda: bad(["eval", "--t", ""], "an empty value"),
     lambda: bad(["eval", "--curve", "0,0 1,1 2,2"], "4 points"),
     lambda: bad(["split", "--curve", "0,0 a,1 2,2 3,3"], "not a number"),
-    lambda: bad(["eval", "--n", "100001"], "out of range"),
+    lambda: bad(["eval", "--n", "100001"], "is outside [1, 100000]"),
     lambda: bad(["plane", "--curve", ARCH], "3 coordinates"),
     lambda: bad(["fit", "-"], "line 3", "x,y\n0,0\n1,1,1\n"),
     lambda: bad(["project", "--perspective", "400,-10"], "host code"),
@@ -81,9 +82,34 @@ ERRORS = [
     lambda: bad("crv eval --n 1000 --json >/dev/full", "No space left on device", status=3),
     lambda: bad("crv eval >&-", "cannot write standard output", status=3),
     lambda: bad(["bounds", "--svg", "no-dir/x.svg"], "cannot write 'no-dir/x.svg'", status=3),
-    lambda: os.mkfifo("fifo") or bad(["bounds", "--svg", "fifo"], "'fifo' exists and is not a regular file"),
+    lambda: os.mkfifo("fifo") or bad(["bounds", "--svg", "fifo"], "'fifo' exists and is not a regular file", status=3),
     svg_replaced_atomically,
 ]
+
+# (arguments, exit status, message fragment): each status means one thing in every subcommand,
+# 1 a check that failed, 2 bad usage or input, 3 an output not written; numbers out of range
+# are refused with the range.
+STATUSES = [
+    (["selftest", "--reference", "/dev/zero"], 2, "'/dev/zero' is not a reference file"),
+    (["selftest", "--reference", "/dev/null"], 2, "not a reference file"),
+    (["selftest", "--reference", "."], 2, "not a reference file but a directory"),
+    (["selftest", "--reference", os.path.abspath(sys.argv[0])], 2, "its first line is not"),
+    (["selftest", "--full"], 2, "--full: applies to --print only"),
+    (["fit", "/dev/urandom"], 2, "'/dev/urandom' line "),
+    (["fit", "."], 2, "'.' is a directory"),
+    (["fit", "--one", "--tangents", "999"], 2, "'999' is outside [1, 40]"),
+    (["fit", "--bound", "0"], 2, "outside (0, 1e100]"),
+    (["ease", "--curve", "0,0 2,1 -1,0 1,1"], 2, "runs backwards"),
+    (["ease", "--average", "2,3"], 2, "'2' is outside [0, 1]"),
+    (["length", "--t", "1.5"], 2, "'1.5' is outside [0, 1]"),
+    (["flatten", "--angle-tol", "3"], 2, "'3' is outside [0, 1]"),
+    (["project", "--tolerance", "-1"], 2, "outside [0, 1e100]"),
+    (["eval", "--t", "2e6"], 2, "outside [-1e6, 1e6]"),
+    (["bounds", "--svg", "."], 3, "'.' exists and is not a regular file"),
+    (["demo", "--out", "/dev/null/gallery"], 3, "--out: cannot create"),
+    (["project", "--tolerance", "0"], 1, "not within 0: the halving stopped at its cap of 11 levels, within "),
+]
+ERRORS += [lambda c=c: bad(c[0], c[2], status=c[1], svg=False) for c in STATUSES]
 
 
 def cmd_eval_bounds_split():
@@ -143,16 +169,26 @@ def cmd_sizes():
         check(rc == status and fragment in out, f"{args}: exit {rc}, expected {status} and {fragment!r}: {out + err!r}")
 
 
-COMMANDS = [cmd_eval_bounds_split, cmd_drag_ease_length, cmd_fit_flatten, cmd_geometry, cmd_sizes]
+def cmd_selftest():
+    """Run where the build made it, selftest finds the source tree's reference."""
+    rc, out, err = run(["selftest"])
+    check(rc == 0 and out.startswith("54/54 exports reproduce"), f"selftest: {rc} {out[:80]!r} {err!r}")
+
+
+COMMANDS = [cmd_eval_bounds_split, cmd_drag_ease_length, cmd_fit_flatten, cmd_geometry, cmd_sizes,
+            cmd_selftest]
 SUBCOMMANDS = ["eval", "bounds", "split", "drag", "ease", "length", "by-distance", "fit",
                "flatten", "project", "nearest", "plane", "demo"]
 
 
 def help_of(sub):
-    """crv --help names every subcommand; each one's help has an example, which runs as printed."""
+    """crv --help names every subcommand and the exit statuses; each one's help has an example,
+    which runs as printed."""
     rc, text, _ = run([sub, "--help"] if sub else ["--help"])
     if not sub:
-        return check(rc == 0 and "Example" in text and all(s in text for s in SUBCOMMANDS), "crv --help")
+        statuses = ["0 success", "1 done, but a check failed", "2 bad usage", "3 an output could not"]
+        return check(rc == 0 and "Example" in text and all(s in " ".join(text.split()) for s in SUBCOMMANDS + statuses),
+                     "crv --help")
     check(rc == 0 and "Example:" in text and f"crv {sub}" in text, f"crv {sub} --help: {text!r}")
     if sub != "demo" and "Example:" in text:
         line = text.split("Example:")[1].strip().splitlines()[0]

@@ -75,10 +75,7 @@ std::unique_ptr<CLI::App> MakeApp(Session& s) {
       "crv: cubic Bezier curve mathematics from the command line. Every subcommand works on a\n"
       "built-in curve unless --curve gives one, prints plain text (or JSON with --json) and\n"
       "can draw its result (--svg FILE).\n\n" +
-          std::string(kRangeText) +
-          "\n\nExit status: 0 done; 1 done, but some value is undefined (printed as 'undefined',\n"
-          "null in JSON and listed under \"undefined\"); 2 bad input, with a one-line message;\n"
-          "3 standard output or the --svg file could not be written.",
+          std::string(kRangeText) + "\n\n" + kExitText,
       "crv");
   app->set_version_flag("--version", CRV_TOOL_VERSION);
   app->require_subcommand(1);

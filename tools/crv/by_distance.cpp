@@ -31,8 +31,7 @@ ByDistanceResult Compute(const Args& a) {
 
   double distance = 0;
   if (a["--distance"].given) {
-    distance = ParseNumber(a["--distance"].text, "--distance");
-    if (distance <= 0) throw InputError("--distance: must be positive");
+    distance = ParsePositive(a["--distance"].text, "--distance");
   } else {
     // A sixteenth of the x-y box's diagonal gives a picture with a few dozen points.
     std::vector<double> lo(curve.dims()), hi(curve.dims());
@@ -82,9 +81,11 @@ void Report(const Args& a, const ByDistanceResult& r, Session& s) {
         {"steps_not_below_distance", r.tooLong},
         {"points", points}},
        text.str(), s);
-  if (r.tooLong)
+  if (r.tooLong) {
     std::cerr << "crv by-distance: the halving cap was reached; " << Count(r.tooLong, "step")
               << " not shorter than " << Num(r.distance) << "\n";
+    s.status = kExitCheckFailed;
+  }
 }
 
 void Draw(const Args& a, const ByDistanceResult& r, Session& s) {

@@ -19,21 +19,47 @@ const char* const kRangeText =
     "samples differ by at least 1e-4 and by 1e-9 of their largest coordinate. Outside that the\n"
     "library's answers do not hold, and such input is refused.";
 
+const char* const kExitText =
+    "Exit status, the same in every subcommand: 0 success; 1 done, but a check failed: some\n"
+    "value is undefined (printed as 'undefined', null in JSON and listed under \"undefined\"),\n"
+    "a halving cap stopped short of the asked distance or tolerance (by-distance, project), or\n"
+    "bits differ from the reference (selftest); 2 bad usage or bad input, with a one-line\n"
+    "message; 3 an output could not be written (standard output, the --svg file, the files\n"
+    "under --out).";
+
 void Check(int32_t code, const char* call) {
   if (code != CRV_ErrNone)
     throw std::runtime_error(std::string(call) + " failed with code " + std::to_string(code));
 }
 
-std::string Quote(const std::string& text) {
-  constexpr size_t kShown = 60;
+std::string Quote(const std::string& text, size_t most) {
   std::string shown;
-  for (size_t i = 0; i < text.size() && i < kShown; ++i) {
+  for (size_t i = 0; i < text.size() && i < most; ++i) {
     const unsigned char c = static_cast<unsigned char>(text[i]);
-    shown += std::iscntrl(c) ? '?' : static_cast<char>(c);
+    if (c >= 32 && c < 127) {
+      shown += static_cast<char>(c);
+    } else {
+      char hex[8];
+      std::snprintf(hex, sizeof hex, "\\x%02x", c);
+      shown += hex;
+    }
   }
-  if (text.size() > kShown) shown += "...";
+  if (text.size() > most) shown += "...";
   return "'" + shown + "'";
 }
+
+namespace {
+
+// A bound of a range for a message: the tool's limit as the help writes it.
+std::string Bound(double v) {
+  std::string text = Short(v);
+  for (const char* plus : {"e+0", "e+"})
+    for (size_t at; (at = text.find(plus)) != std::string::npos;)
+      text.replace(at, std::string(plus).size(), "e");
+  return text;
+}
+
+}  // namespace
 
 std::string Count(size_t n, const std::string& noun) {
   return std::to_string(n) + " " + noun + (n == 1 ? "" : "s");
@@ -50,19 +76,27 @@ double ParseNumber(const std::string& text, const std::string& what, double lo, 
     throw InputError(what + ": " + Quote(text) + " is not a number");
   if (!std::isfinite(v)) throw InputError(what + ": " + Quote(text) + " is not a finite number");
   if (v < lo || v > hi)
-    throw InputError(what + ": " + Quote(text) + " is outside " +
+    throw InputError(what + ": " + Quote(text) + " is outside [" + Bound(lo) + ", " + Bound(hi) +
+                     "]" +
                      (lo == -kMaxMagnitude && hi == kMaxMagnitude
-                          ? std::string("[-1e100, 1e100], the range where crv's answers hold")
-                          : "[" + Short(lo) + ", " + Short(hi) + "]"));
+                          ? std::string(", the range where crv's answers hold")
+                          : ""));
   return v;
 }
 
-std::vector<double> ParseList(const std::string& text, const std::string& what, size_t count) {
+double ParsePositive(const std::string& text, const std::string& what, bool zero) {
+  const double v = ParseNumber(text, what, zero ? 0 : -kMaxMagnitude);
+  if (!zero && v <= 0) throw InputError(what + ": " + Quote(text) + " is outside (0, 1e100]");
+  return v;
+}
+
+std::vector<double> ParseList(const std::string& text, const std::string& what, size_t count,
+                              double lo, double hi) {
   std::vector<double> values;
   size_t start = 0;
   while (true) {
     const size_t comma = text.find(',', start);
-    values.push_back(ParseNumber(text.substr(start, comma - start), what));
+    values.push_back(ParseNumber(text.substr(start, comma - start), what, lo, hi));
     if (comma == std::string::npos) break;
     start = comma + 1;
   }
@@ -114,7 +148,8 @@ void RequireExtent(const std::vector<double>& coords, int dims, const std::strin
                      "largest coordinate (" + Short(largest) + ") for crv's answers to hold");
 }
 
-long ParseCount(const std::string& text, const std::string& what, long lo, long hi) {
+long ParseCount(const std::string& text, const std::string& what, long lo, long hi,
+                const std::string& why) {
   const char* begin = text.c_str();
   char* end = nullptr;
   errno = 0;
@@ -123,8 +158,8 @@ long ParseCount(const std::string& text, const std::string& what, long lo, long 
       std::isspace(static_cast<unsigned char>(text[0])))
     throw InputError(what + ": " + Quote(text) + " is not a whole number");
   if (errno == ERANGE || v < lo || v > hi)
-    throw InputError(what + ": " + Quote(text) + " is out of range [" + std::to_string(lo) + ", " +
-                     std::to_string(hi) + "]");
+    throw InputError(what + ": " + Quote(text) + " is outside [" + std::to_string(lo) + ", " +
+                     std::to_string(hi) + "]" + (why.empty() ? "" : " (" + why + ")"));
   return v;
 }
 
@@ -135,6 +170,19 @@ void RequireDims(const Curve& c, int lo, int hi, const std::string& why) {
     throw InputError("--curve: " + why + " needs " + range + " coordinates per point, got " +
                      std::to_string(c.dims()));
   }
+}
+
+void RequireForwardTime(const Curve& c) {
+  // x'(t) / 3 = a (1-t)^2 + 2 b (1-t) t + c t^2 with the steps a, b, c of the control points' x.
+  // Divided by (1-t)^2 it is a + 2 b s + c s^2 in s = t / (1-t) >= 0: never negative exactly
+  // when a >= 0, c >= 0 and, if b < 0, the discriminant b^2 - a c is not positive.
+  const double a = c.at(1, 0) - c.at(0, 0), b = c.at(2, 0) - c.at(1, 0), e = c.at(3, 0) - c.at(2, 0);
+  if (a >= 0 && e >= 0 && (b >= 0 || b * b <= a * e)) return;
+  throw InputError(
+      "--curve: the time x runs backwards somewhere in t in [0, 1]; a function curve needs x "
+      "non-decreasing: keep P1.x and P2.x within [P0.x, P3.x]; the library's repair, "
+      "CRV_CurveSetNonDecreasing, pulls back handles that overshoot an end (on coordinate 1: "
+      "swap x and y to use it)");
 }
 
 namespace {
@@ -237,7 +285,7 @@ void Emit(const Args& a, nlohmann::json result, const std::string& text, Session
   NullUndefined(result, "", undefined);
   if (!undefined.empty()) {
     result["undefined"] = undefined;
-    s.status = kExitUndefined;
+    s.status = kExitCheckFailed;
   }
   if (a["--svg"].text != "-") {
     if (a["--json"].given)
@@ -247,7 +295,7 @@ void Emit(const Args& a, nlohmann::json result, const std::string& text, Session
   }
   if (!undefined.empty())
     std::cerr << "crv: " << Count(undefined.size(), "value") << " undefined (first "
-              << undefined.front() << "); exit status " << kExitUndefined << '\n';
+              << undefined.front() << "); exit status " << kExitCheckFailed << '\n';
 }
 
 CLI::App* AddSubcommand(CLI::App& app, const std::string& name, const std::string& what,

@@ -22,10 +22,12 @@ class Option;
 
 namespace crvtool {
 
-// Exit statuses, listed in `crv --help`.
-constexpr int kExitUndefined = 1;  // printed, but some value is undefined ("undefined" / null)
-constexpr int kExitBadInput = 2;   // refused: bad input, or an --svg target that is no file
-constexpr int kExitWrite = 3;      // standard output or the --svg file could not be written
+// Exit statuses, one meaning each in every subcommand, listed in `crv --help` (kExitText).
+constexpr int kExitCheckFailed = 1;  // done, but a check failed: a value undefined, a bound not
+                                     // reached, bits that differ from the reference
+constexpr int kExitBadInput = 2;     // refused: bad usage or bad input
+constexpr int kExitWrite = 3;        // an output (standard output, --svg, --out) not written
+extern const char* const kExitText;
 
 // Input the tool refuses: main() prints "crv SUBCOMMAND: what" on one line, exits kExitBadInput.
 class InputError : public std::runtime_error {
@@ -66,9 +68,9 @@ using Curve = crvcat::Curve;
 // A host list handle the tool owns, disposed of when it goes out of scope: the catalogue's.
 using OwnedList = crvcat::List;
 
-// A token for a message: quoted, control characters shown as '?', and cut to about 60 characters
-// so that a huge argument cannot make a huge message.
-std::string Quote(const std::string& text);
+// A token for a message: quoted, every byte outside printable ASCII shown as \xHH, and cut to
+// about `shown` characters so that a huge or binary argument cannot make a huge message.
+std::string Quote(const std::string& text, size_t shown = 60);
 // "1 point", "2 points".
 std::string Count(size_t n, const std::string& noun);
 
@@ -76,15 +78,21 @@ std::string Count(size_t n, const std::string& noun);
 // refused.
 double ParseNumber(const std::string& text, const std::string& what, double lo = -kMaxMagnitude,
                    double hi = kMaxMagnitude);
-// Comma-separated numbers ("1,2.5,-3") within ±kMaxMagnitude; `count` > 0
-// demands exactly that many.
-std::vector<double> ParseList(const std::string& text, const std::string& what, size_t count = 0);
+// Comma-separated numbers ("1,2.5,-3") within [lo, hi]; `count` > 0 demands exactly that many.
+std::vector<double> ParseList(const std::string& text, const std::string& what, size_t count = 0,
+                              double lo = -kMaxMagnitude, double hi = kMaxMagnitude);
 // Four points separated by blanks, each of comma-separated coordinates, all of one dimension
 // count between 1 and kMaxDims: "x,y x,y x,y x,y". Checked with RequireExtent.
 Curve ParseCurve(const std::string& text);
-// A whole count in [lo, hi].
-long ParseCount(const std::string& text, const std::string& what, long lo, long hi);
+// A number in (0, kMaxMagnitude], or in [0, kMaxMagnitude] when `zero` is allowed.
+double ParsePositive(const std::string& text, const std::string& what, bool zero = false);
+// A whole count in [lo, hi]; `why` explains a bound that comes from the input.
+long ParseCount(const std::string& text, const std::string& what, long lo, long hi,
+                const std::string& why = "");
 void RequireDims(const Curve& c, int lo, int hi, const std::string& why);
+// Refuses a function curve (time on coordinate 0) whose time runs backwards somewhere in [0, 1]:
+// the lookups by time assume x(t) non-decreasing.
+void RequireForwardTime(const Curve& c);
 // Refuses points that are distinct but closer than the library resolves (see kMinExtent);
 // `coords` holds points of `dims` coordinates each.
 void RequireExtent(const std::vector<double>& coords, int dims, const std::string& what);
@@ -135,7 +143,7 @@ void RefuseUnless(bool applies, const Arg& arg, const std::string& name, const s
 
 // Prints `result` as indented JSON when --json was given, else `text`; nothing when the picture
 // goes to standard output. A non-finite number in `result` is undefined: JSON shows it as null
-// and lists it under "undefined", the session exits with kExitUndefined, and a line on standard
+// and lists it under "undefined", the session exits with kExitCheckFailed, and a line on standard
 // error says so.
 void Emit(const Args& a, nlohmann::json result, const std::string& text, Session& s);
 

@@ -165,7 +165,8 @@ struct GalleryEntry {
 
 const GalleryEntry kGallery[] = {
     {"eval.svg", "eval --n 7",
-     "Points B(t) at seven even parameters, with the tangent B'(t)/3 at each."},
+     "Points B(t) at seven even parameters, with the tangent B'(t) at each, all scaled alike to "
+     "fit the plot."},
     {"bounds.svg", "bounds",
      "The tight bounding box: the end points and the turning points of each coordinate, tighter "
      "than the control polygon."},
@@ -177,7 +178,7 @@ const GalleryEntry kGallery[] = {
      "exactly the drag."},
     {"ease.svg", "ease --n 9 --average 0.25,0.75",
      "The CSS 'ease' curve as a function of time: values and slopes at nine times, and the mean "
-     "value over [0.25, 0.75]."},
+     "value over the parameter between the times x = 0.25 and x = 0.75."},
     {"length.svg", "length",
      "Equal steps of arc length (blue) against equal steps of the parameter (red): the "
      "parameter does not run at constant speed along the curve."},
@@ -244,7 +245,7 @@ fs::path RunDemo(const fs::path& outDir, std::ostream& out) {
   // The directory first, so an unusable --out fails before anything is printed.
   std::error_code ec;
   fs::create_directories(outDir, ec);
-  if (ec) throw std::runtime_error("cannot create " + outDir.string() + ": " + ec.message());
+  if (ec) throw WriteError("--out: cannot create " + Quote(outDir.string()) + ": " + ec.message());
 
   const auto r2 = Examine(DefaultCurve2D());
   const auto r3 = Examine(DefaultCurve3D());

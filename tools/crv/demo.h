@@ -10,7 +10,7 @@ namespace crvtool {
 
 // Prints the report to `out` and writes the gallery into outDir (created if needed): one picture
 // per subcommand, each drawn by the command line index.html shows under it. Returns the path of
-// index.html; throws std::runtime_error on any failure.
+// index.html; throws WriteError when a file or the directory cannot be written.
 std::filesystem::path RunDemo(const std::filesystem::path& outDir, std::ostream& out);
 
 }  // namespace crvtool

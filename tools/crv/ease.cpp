@@ -29,6 +29,7 @@ Curve FunctionCurve(const Args& a) {
   }
   const Curve curve = CurveOrDefault(a, Curve(DefaultEasing()));
   RequireDims(curve, 2, kMaxDims, "a function curve (time, value)");
+  RequireForwardTime(curve);
   return curve;
 }
 
@@ -74,7 +75,9 @@ EaseResult Compute(const Args& a) {
   r.a1 = x0;
   r.a2 = x3;
   if (a["--average"].given) {
-    const std::vector<double> interval = ParseList(a["--average"].text, "--average", 2);
+    // Both ends before the start (or after the end) solve to one parameter, whose average the
+    // library gives as 0: the interval stays within the curve's times.
+    const std::vector<double> interval = ParseList(a["--average"].text, "--average", 2, x0, x3);
     r.a1 = interval[0];
     r.a2 = interval[1];
   }
@@ -107,7 +110,7 @@ void Report(const Args& a, const EaseResult& r, Session& s) {
          << "  dy/dx " << Num(r.slopes[i]) << "  y''/x' " << Num(r.seconds[i]) << "\n";
   }
   result["average"] = {{"x1", r.a1}, {"x2", r.a2}, {"y", r.average}};
-  text << "average of y over the parameter between x " << Num(r.a1) << " and " << Num(r.a2)
+  text << "average of y over the parameter t, between x = " << Num(r.a1) << " and " << Num(r.a2)
        << ": " << Num(r.average) << "\n";
   if (a["--css"].given) text << "css cubic-bezier(" << a["--css"].text << ")\n";
   Emit(a, result, text.str(), s);
@@ -124,15 +127,17 @@ void Draw(const Args& a, const EaseResult& r, Session& s) {
   fig.Input(r.curve, "function curve y(x)");
   std::vector<svg::Point> dots;
   for (size_t i = 0; i < xs.size(); ++i) dots.push_back({xs[i], ys[i]});
-  fig.Dots(dots, ink::kBlueDot, 5, "y at the sampled times");
-  // Short slope marks: a run of a fortieth of the time span each side.
-  const double run = (x3 - x0) / 40;
+  fig.Polyline({{r.a1, r.average}, {r.a2, r.average}}, ink::kOrange,
+               "average y over t, for x in [" + Short(r.a1) + ", " + Short(r.a2) + "]");
+  // Slope marks, drawn after the curve so that they lie over it: a run of a twentieth of the
+  // time span each side reaches out of the curve's pale band and the dot's disc.
+  const double run = (x3 - x0) / 20;
+  const svg::Style slope = ink::Thin(ink::kRed, 2);
   for (size_t i = 0; i < xs.size() && xs.size() <= 50; ++i)
     if (std::isfinite(slopes[i]) && std::fabs(slopes[i]) < 1e6)
       fig.Polyline({{xs[i] - run, ys[i] - run * slopes[i]}, {xs[i] + run, ys[i] + run * slopes[i]}},
-                   ink::kRed, i == 0 ? "slope dy/dx" : "");
-  fig.Polyline({{r.a1, r.average}, {r.a2, r.average}}, ink::kOrange,
-               "average y over [" + Short(r.a1) + ", " + Short(r.a2) + "]");
+                   slope, i == 0 ? "slope dy/dx" : "");
+  fig.Dots(dots, ink::kBlueDot, 5, "y at the sampled times");
   fig.Save(a["--svg"].text, s);
 }
 

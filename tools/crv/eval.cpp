@@ -1,4 +1,5 @@
 // `crv eval`: points and first and second derivatives at given parameters or at n even samples.
+#include <algorithm>
 #include <cmath>
 #include <iostream>
 #include <nlohmann/json.hpp>
@@ -32,10 +33,7 @@ EvalResult Compute(const Args& a) {
 
   std::vector<double>& ts = r.ts;
   if (a["--t"].given) {
-    ts = ParseList(a["--t"].text, "--t");
-    for (double t : ts)
-      if (std::fabs(t) > kMaxParameter)
-        throw InputError("--t: " + Num(t) + " is outside [-1e6, 1e6]");
+    ts = ParseList(a["--t"].text, "--t", 0, -kMaxParameter, kMaxParameter);
   } else {
     const long n = a["--n"].given ? ParseCount(a["--n"].text, "--n", 1, kMaxSamples) : 5;
     for (long i = 0; i < n; ++i) ts.push_back(n == 1 ? 0.0 : double(i) / double(n - 1));
@@ -81,16 +79,27 @@ void Report(const Args& a, const EvalResult& r, Session& s) {
 void Draw(const Args& a, const EvalResult& r, Session& s) {
   const int dims = r.curve.dims();
   const std::vector<double>& ts = r.ts;
+  // A third of the derivative is the handle length at the ends, so the picture's tangents have
+  // the size of the control polygon's legs. Where one would reach further than an eighth of the
+  // extent of the polygon and the points, all are shortened alike: the axes stay the curve's.
+  svg::Box box;
+  double longest = 0;
+  for (int i = 0; i < 4; ++i) box.Include({r.curve.at(i, 0), r.curve.at(i, 1)});
+  for (size_t i = 0; i < ts.size(); ++i) {
+    box.Include({r.points[i * dims], r.points[i * dims + 1]});
+    longest = std::max(longest, std::hypot(r.d1[i * dims], r.d1[i * dims + 1]) / 3);
+  }
+  const double reach = std::hypot(box.xmax - box.xmin, box.ymax - box.ymin) / 8;
+  const double scale = longest > reach ? reach / longest / 3 : 1.0 / 3;
+  const std::string drawn = longest > reach ? "B'(t) x " + Short(scale) : "B'(t)/3";
   Figure fig("crv eval: points and tangents");
-  fig.Subtitle("B(t) at " + Count(ts.size(), "parameter") + "; tangents drawn as B'(t)/3");
+  fig.Subtitle("B(t) at " + Count(ts.size(), "parameter") + "; tangents drawn as " + drawn);
   fig.Input(r.curve);
   std::vector<svg::Point> dots;
   for (size_t i = 0; i < ts.size(); ++i) {
     const svg::Point p{r.points[i * dims], r.points[i * dims + 1]};
-    // A third of the derivative is the handle length at the ends, so the picture's tangents
-    // have the size of the control polygon's legs.
-    fig.Polyline({p, {p.x + r.d1[i * dims] / 3, p.y + r.d1[i * dims + 1] / 3}}, ink::kRed,
-                 i == 0 ? "tangent B'(t)/3" : "");
+    fig.Polyline({p, {p.x + r.d1[i * dims] * scale, p.y + r.d1[i * dims + 1] * scale}}, ink::kRed,
+                 i == 0 ? "tangent " + drawn : "");
     dots.push_back(p);
   }
   fig.Dots(dots, ink::kBlueDot, 5, "B(t)");

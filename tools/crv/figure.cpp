@@ -199,12 +199,12 @@ void Figure::DrawAxes(svg::Document& doc, const View& view) const {
   if (function) {
     doc.Line({kPlot.xmin, kPlot.ymax}, {kPlot.xmax, kPlot.ymax}, {kGrey, "none", 1.2});
     doc.Line({kPlot.xmin, kPlot.ymin}, {kPlot.xmin, kPlot.ymax}, {kGrey, "none", 1.2});
-    doc.Text({(kPlot.xmin + kPlot.xmax) / 2, kPlot.ymax + 40}, xName_ + " \u2192", 12, kInk,
-             svg::Anchor::Middle);
-    doc.Text({kPlot.xmin, kPlot.ymin - 8}, "\u2191 " + yName_, 12, kInk);
   } else {
     doc.Rect({kPlot.xmin, kPlot.ymin}, {kPlot.xmax, kPlot.ymax}, {"#d9e2ec", "none", 1});
   }
+  doc.Text({(kPlot.xmin + kPlot.xmax) / 2, kPlot.ymax + 40}, xName_ + " \u2192", 12, kInk,
+           svg::Anchor::Middle);
+  doc.Text({kPlot.xmin, kPlot.ymin - 8}, "\u2191 " + yName_, 12, kInk);
   doc.EndGroup();
 }
 

@@ -35,7 +35,8 @@ svg::Style Thin(svg::Style s, double width, const std::string& dash = "");
 class Figure {
  public:
   // kShape: one scale for both axes (geometry keeps its proportions). kFunction: time across and
-  // value up, each scaled to fill the plot, with axes named by Axes().
+  // value up, each scaled to fill the plot. Both name their axes, "x" and "y" unless Axes()
+  // says otherwise.
   enum class Frame { kShape, kFunction };
 
   explicit Figure(std::string title, Frame frame = Frame::kShape)
@@ -98,7 +99,7 @@ class Figure {
 
   std::string title_, subtitle_;
   Frame frame_;
-  std::string xName_, yName_;
+  std::string xName_ = "x", yName_ = "y";
   std::vector<Item> items_;
   std::vector<Label> labels_;
   std::vector<LegendEntry> legend_;

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -62,6 +63,11 @@ Samples ReadCsv(std::istream& in, const std::string& name) {
     if (!ReadLine(in, line, where)) break;
     line = Trim(line);
     if (line.empty() || line[0] == '#') continue;
+    // Binary data is named as such, with a short excerpt: echoing it would garble the terminal.
+    for (const char c : line)
+      if ((c < 32 || c > 126) && c != '\t')
+        throw InputError(where + ": not text but binary data, starting " + Quote(line, 12) +
+                         " (expected x,y or x,y,z)");
     std::vector<std::string> fields;
     std::stringstream row(line);
     for (std::string f; std::getline(row, f, ',');) fields.push_back(Trim(f));
@@ -109,10 +115,19 @@ Samples BuiltInSamples() {
 
 Samples Load(const Arg& file) {
   if (!file.given) return BuiltInSamples();
-  if (file.text == "-") return ReadCsv(std::cin, "standard input");
-  std::ifstream in(file.text);
-  if (!in) throw InputError("cannot open " + Quote(file.text) + ": " + std::strerror(errno));
-  return ReadCsv(in, Quote(file.text));
+  std::error_code ec;
+  if (std::filesystem::is_directory(file.text, ec))
+    throw InputError(Quote(file.text) + " is a directory, not a CSV file of samples");
+  // The stream reports a failed read (EISDIR, EIO) by throwing from deep inside the library.
+  try {
+    if (file.text == "-") return ReadCsv(std::cin, "standard input");
+    std::ifstream in(file.text);
+    if (!in) throw InputError("cannot open " + Quote(file.text) + ": " + std::strerror(errno));
+    return ReadCsv(in, Quote(file.text));
+  } catch (const std::ios_base::failure&) {
+    throw InputError("cannot read " + (file.text == "-" ? "standard input" : Quote(file.text)) +
+                     ": " + std::strerror(errno));
+  }
 }
 
 // The squared distance of 1% of the samples' extent.
@@ -149,8 +164,7 @@ FitResult Compute(const Args& a) {
   const int32_t count = int32_t(s.Count());
 
   if (a["--bound"].given) {
-    r.bound = ParseNumber(a["--bound"].text, "--bound");
-    if (r.bound <= 0) throw InputError("--bound: must be positive");
+    r.bound = ParsePositive(a["--bound"].text, "--bound");
   } else {
     r.bound = DefaultBound(s);
   }
@@ -160,7 +174,14 @@ FitResult Compute(const Args& a) {
                               : (a["--one"].given ? 10 : 4);
 
   if (a["--one"].given) {
-    const long tangents = ParseCount(a["--tangents"].text, "--tangents", 1, 1000);
+    // Each end tangent averages the steps to that many samples beyond the end one, so there
+    // must be that many: the default shrinks to fit, a given count is checked.
+    const long most = std::min<long>(count - 1, 1000);
+    const long tangents =
+        a["--tangents"].given
+            ? ParseCount(a["--tangents"].text, "--tangents", 1, most,
+                         "at most 1000 and the sample count less one")
+            : std::min(ParseCount(a["--tangents"].text, "--tangents", 1, 1000), most);
     Curve fitted(dims);
     Check(CRV_FitOneCurveError(s.coords.data(), count, bound, int32_t(tangents), int32_t(tangents),
                                uint16_t(iterations), &r.maxError, fitted.get()),

@@ -26,13 +26,13 @@ FlattenResult Compute(const Args& a) {
   FlattenResult r;
   r.curve = CurveOrDefault(a, Curve(DefaultFunctionCurve()));
   RequireDims(r.curve, 2, kMaxDims, "a function curve (time, value)");
+  RequireForwardTime(r.curve);
 
   CRV_LinearityParams params{};
-  const double minChord = ParseNumber(a["--min-chord"].text, "--min-chord");
-  if (minChord < 0) throw InputError("--min-chord: must not be negative");
+  const double minChord = ParsePositive(a["--min-chord"].text, "--min-chord", true);
   params.minChordSq = minChord * minChord;
-  params.angleTol = ParseNumber(a["--angle-tol"].text, "--angle-tol");
-  if (params.angleTol < 0) throw InputError("--angle-tol: must not be negative");
+  // The test compares |cos| >= 1 - tol: from 1 on every piece is straight.
+  params.angleTol = ParseNumber(a["--angle-tol"].text, "--angle-tol", 0, 1);
   params.checkWord = CRV_LINEARITY_CHECK_WORD;
   params.minDepth = uint32_t(ParseCount(a["--min-depth"].text, "--min-depth", 0, kMaxDepth));
   params.maxDepth = uint32_t(ParseCount(a["--max-depth"].text, "--max-depth", 0, kMaxDepth));
@@ -77,8 +77,8 @@ void Draw(const Args& a, const FlattenResult& r, Session& s) {
   Figure fig("crv flatten: " + Count(count, "point") + " for a function curve",
              Figure::Frame::kFunction);
   fig.Axes("time x", "value y");
-  fig.Subtitle("pieces are halved until their tangents run along the chord (depth " +
-               a["--min-depth"].text + " to " + a["--max-depth"].text + ")");
+  fig.Subtitle("pieces are halved until their tangents run along the chord (" +
+               a["--min-depth"].text + " to " + a["--max-depth"].text + " + 1 halvings)");
   fig.Input(r.curve, "function curve y(x)");
   std::vector<svg::Point> v;
   for (size_t i = 0; i < count; ++i) v.push_back({xy[2 * i], xy[2 * i + 1]});

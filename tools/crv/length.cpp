@@ -40,8 +40,7 @@ LengthOptions Parse(const Args& a) {
   RefuseUnless(!spline, a["--samples"], "--samples", "applies to --method table only");
   RefuseUnless(spline, a["--bound"], "--bound", "applies to --method spline only");
   o.n = static_cast<int32_t>(ParseCount(a["--samples"].text, "--samples", 2, 1000000));
-  o.bound = ParseNumber(a["--bound"].text, "--bound");
-  if (o.bound <= 0) throw InputError("--bound: the fit's error bound must be positive");
+  o.bound = ParsePositive(a["--bound"].text, "--bound");
   return o;
 }
 
@@ -62,8 +61,10 @@ LengthResult Compute(const Args& a, const LengthOptions& o, OwnedList& list) {
   else
     Check(CRV_BuildArcTable(c, o.n, &list.handle, &r.total), "CRV_BuildArcTable");
 
-  if (a["--s"].given) r.ss = ParseList(a["--s"].text, "--s");
-  if (a["--t"].given) r.ts = ParseList(a["--t"].text, "--t");
+  // The library clamps t to [0, 1] and s to [0, L]: a value outside would get the answer of the
+  // end without a word. L as printed (10 digits) may round up: that much above L is L.
+  if (a["--s"].given) r.ss = ParseList(a["--s"].text, "--s", 0, 0, r.total * (1 + 1e-9));
+  if (a["--t"].given) r.ts = ParseList(a["--t"].text, "--t", 0, 0, 1);
   if (r.ss.empty() && r.ts.empty())
     for (int k = 0; k <= 4; ++k) r.ss.push_back(r.total * k / 4);
 

@@ -69,7 +69,7 @@ std::string FollowLinks(std::string path, const std::string& what) {
     path = target[0] == '/' || slash == std::string::npos ? target
                                                            : path.substr(0, slash + 1) + target;
   }
-  throw InputError(what + ": too many symbolic links");
+  throw WriteError(what + ": too many symbolic links");
 }
 
 }  // namespace
@@ -82,9 +82,9 @@ void WriteFileSafely(const std::string& name, const std::string& text, const std
   struct stat st;
   const bool exists = stat(path.c_str(), &st) == 0;
   if (exists && !S_ISREG(st.st_mode))
-    throw InputError(what + ": " + shown + " exists and is not a regular file");
+    throw WriteError(what + ": " + shown + " exists and is not a regular file");
   if (exists && access(path.c_str(), W_OK) != 0)
-    throw InputError(what + ": cannot write " + shown + ": " + Reason(errno));
+    throw WriteError(what + ": cannot write " + shown + ": " + Reason(errno));
 
   const size_t slash = path.rfind('/');
   const std::string dir = slash == std::string::npos ? "" : path.substr(0, slash + 1);
@@ -117,7 +117,7 @@ void WriteFileSafely(const std::string& name, const std::string& text, const std
       fchown(fd, st.st_uid, st.st_gid) != 0) {
     const int err = errno;
     close(fd);
-    throw InputError(what + ": cannot keep the owner of " + shown + ": " + Reason(err));
+    throw WriteError(what + ": cannot keep the owner of " + shown + ": " + Reason(err));
   }
   if (fsync(fd) != 0) fail(errno);
   if (close(fd) != 0) throw WriteError(what + ": cannot write " + shown + ": " + Reason(errno));

@@ -11,8 +11,8 @@ namespace crvtool {
 // Replaces the file `path` with `text` so that it is either the whole new content or untouched:
 // the text goes to a temporary file in the target's directory, which is renamed over the
 // target. A symbolic link is followed and the file it names is replaced; an existing file keeps
-// its mode and owner. Refuses (InputError) a target that exists and is not a regular file, or
-// that the user may not write; throws WriteError when writing fails. Whatever fails, no
+// its mode and owner. Throws WriteError for a target that exists and is not a regular file, or
+// that the user may not write, and when writing fails. Whatever fails, no
 // temporary file stays behind, also when SIGINT, SIGTERM or SIGHUP arrives meanwhile.
 // `what` starts each message ("--svg").
 void WriteFileSafely(const std::string& path, const std::string& text, const std::string& what);

@@ -17,6 +17,7 @@ namespace {
 // cubic of its control points' images.
 struct EdgeView {
   double u[3], n[3], d;
+  int axis = 0;  // the coordinate axis that u comes from
 
   explicit EdgeView(const std::vector<double>& e) {
     const double len = std::sqrt(e[0] * e[0] + e[1] * e[1] + e[2] * e[2]);
@@ -26,6 +27,7 @@ struct EdgeView {
       if (std::fabs(n[i]) < std::fabs(n[k])) k = i;
     }
     d = e[3] / len;
+    axis = k;
     double along = 0;
     for (int i = 0; i < 3; ++i) u[i] = (i == k) - n[k] * n[i];
     for (double v : u) along += v * v;
@@ -93,6 +95,8 @@ void Draw(const Args& a, const PlaneResult& r, Session& s) {
   }
   Figure fig("crv plane: " + Count(r.ts.size(), "crossing") + " with " + Equation(r.e, Short));
   fig.Subtitle("seen along the plane: up is the signed distance from it, across a direction in it");
+  fig.Axes(std::string(1, "xyz"[view.axis]) + " axis made parallel to the plane",
+           "signed distance from the plane");
   fig.Input(edge);
   double lo[2], hi[2];
   CRV_EvaluateBounds(edge.get(), lo, hi);
