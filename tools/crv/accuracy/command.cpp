@@ -23,7 +23,7 @@ void WriteAll(const fs::path& dir, const std::vector<std::pair<std::string, std:
   for (const auto& [name, text] : files) {
     std::error_code ec;
     if (fs::is_symlink(fs::symlink_status(dir / name, ec)))
-      throw InputError("--out: " + Quote((dir / name).string()) +
+      throw WriteError("--out: " + Quote((dir / name).string()) +
                        " is a symbolic link; crv accuracy writes only its own files in DIR");
   }
   for (const auto& [name, text] : files) WriteFileSafely((dir / name).string(), text, "--out");
