@@ -807,7 +807,10 @@ CRV_ALWAYS_INLINE double AcosImpl(double x) {
 // of the result but for j = 1 of sin, up to 2^-14), it is on average some 2^-66 of the result.
 constexpr double kCosErrTerms = 0x1p-49, kCosErrRest = 0x1p-76;
 
-template <bool kFma>
+// kQuadrant >= 0: the caller guarantees round(|x| 2/pi) == kQuadrant, and the reduction takes it
+// as a constant. Every value computed is then the one the general path computes (it would find
+// the same k), so the result is the same bits.
+template <bool kFma, int kQuadrant = -1>
 CRV_ALWAYS_INLINE double CosImpl(double x) {
   const uint64_t abits = Bits(x) & ~kSignMask;
   assert(!(FromBits(abits) > 8.0) && "ExactCos: |x| <= 8 required");
@@ -817,9 +820,13 @@ CRV_ALWAYS_INLINE double CosImpl(double x) {
   // k is rounded by adding 1.5 * 2^52, whose ulp is 1: the sum's low bits are the integer, and
   // subtracting the constant again gives it as a double, without a float-to-integer conversion
   // and back on the critical path. j below is rounded the same way, to a multiple of 1/64.
-  const double kt = ax * 0.63661977236758134 + kRoundToInt;
-  const int k = static_cast<int>(Bits(kt) & 0xf);
-  const double kd = kt - kRoundToInt;
+  int k = kQuadrant;
+  double kd = kQuadrant;
+  if (kQuadrant < 0) {
+    const double kt = ax * 0.63661977236758134 + kRoundToInt;
+    k = static_cast<int>(Bits(kt) & 0xf);
+    kd = kt - kRoundToInt;
+  }
   // r = a - k P2 - k P3 with a = |x| - k P1 exact. Away from a zero of cos (|a| >= 2^-20) the
   // tail is simply added up: k P2 is exact, so rl = RN(-k P2 - k P3) errs by < 2^-99.6 (|rl| <
   // 2^-46.6), under 2^-79 relative to r. Nearer a zero, TwoSum keeps the 2^-100 relative error.
@@ -902,6 +909,7 @@ const bool g_has_fma = [] {
 
 __attribute__((target("fma"))) double AcosFma(double x) { return AcosImpl<true>(x); }
 __attribute__((target("fma"))) double CosFma(double x) { return CosImpl<true>(x); }
+__attribute__((target("fma"))) double CosThirdQuadrantFma(double x) { return CosImpl<true, 3>(x); }
 #endif
 
 }  // namespace
@@ -923,6 +931,17 @@ double ExactCos(double x) {
   return g_has_fma ? CosFma(x) : CosImpl<false>(x);
 #else
   return CosImpl<false>(x);
+#endif
+}
+
+double ExactCosThirdQuadrant(double x) {
+  assert(std::fabs(x - 4.71238898038469) < 0.78 && "ExactCosThirdQuadrant: x near 3 pi/2 required");
+#if defined(CRV_FMA_ALWAYS)
+  return CosImpl<true, 3>(x);
+#elif defined(CRV_FMA_AT_RUN_TIME)
+  return g_has_fma ? CosThirdQuadrantFma(x) : CosImpl<false, 3>(x);
+#else
+  return CosImpl<false, 3>(x);
 #endif
 }
 

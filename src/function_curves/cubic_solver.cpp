@@ -45,7 +45,7 @@ void SolveThreeRoots(double cosArg, double m, double aThird, double* t) {
       return;
     }
   }
-  const double t3 = m * ExactCos((theta + kFourPi) / 3.0) - aThird;
+  const double t3 = m * ExactCosThirdQuadrant((theta + kFourPi) / 3.0) - aThird;
   if (t3 >= 0.0 && t3 <= 1.0) *t = t3;
 }
 

@@ -1,6 +1,6 @@
-// Checks ExactCbrt, ExactAcos and ExactCos against MPFR's correctly rounded results.
+// Checks ExactCbrt, ExactAcos, ExactCos and ExactCosThirdQuadrant against MPFR's correctly rounded results.
 //
-// Usage: exact_math_check [--count N] [--seed S] [--only cbrt|acos|cos]
+// Usage: exact_math_check [--count N] [--seed S] [--only cbrt|acos|cos|cos-third]
 // Prints, per function, the number of arguments, misrounded results, a hash of all results (equal
 // across compilers and optimisation levels iff the results are bit-identical) and, in builds with
 // -DCRV_EXACT_MATH_STATS, how many arguments failed the fast path's rounding test. Exits 1 if any
@@ -223,6 +223,22 @@ double CosArg(Rng& g, uint64_t i) {
   }
 }
 
+// The cosine of the solver's third angle, (theta + 4 pi) / 3 in [4 pi/3, 5 pi/3]: its shape, the
+// bit patterns of the interval, and the zero at 3 pi/2.
+double CosThirdArg(Rng& g, uint64_t i) {
+  static const double kLow = 4.1887902047863905, kHigh = 5.235987755982989;
+  switch (i % 3) {
+    case 0:
+      return (g.Unit() * 3.141592653589793 + 12.566370614359172) / 3;
+    case 1:
+      return FromBits(Bits(kLow) + g.Below(Bits(kHigh) - Bits(kLow) + 1));
+    default: {
+      const int64_t n = static_cast<int64_t>(g.LogUniform(36));
+      return AddUlps(RoundedHalfPiMultiple(3), (g.Next() & 1) ? n : -n);
+    }
+  }
+}
+
 }  // namespace
 
 struct Func {
@@ -245,7 +261,7 @@ int main(int argc, char** argv) {
     } else if (a == "--only" && i + 1 < argc) {
       only = argv[++i];
     } else {
-      std::fprintf(stderr, "usage: %s [--count N] [--seed S] [--only cbrt|acos|cos]\n", argv[0]);
+      std::fprintf(stderr, "usage: %s [--count N] [--seed S] [--only cbrt|acos|cos|cos-third]\n", argv[0]);
       return 2;
     }
   }
@@ -267,6 +283,7 @@ int main(int argc, char** argv) {
       {"cbrt", crv::ExactCbrt, mpfr_cbrt, CbrtArg, slow_cbrt},
       {"acos", crv::ExactAcos, mpfr_acos, AcosArg, slow_acos},
       {"cos", crv::ExactCos, mpfr_cos, CosArg, slow_cos},
+      {"cos-third", crv::ExactCosThirdQuadrant, mpfr_cos, CosThirdArg, slow_cos},
   };
   bool ok = true;
   for (const Func& f : funcs) {
