@@ -22,7 +22,7 @@ double ExactCos(double x);
 
 // ExactCos for x within 0.78 of 3 pi/2 (the solver's third angle lies in [4 pi/3, 5 pi/3]), where
 // the quadrant is known and the range reduction starts from a constant: the same results, sooner.
-// Checked by assert in debug builds.
+// Checked by assert in debug builds. NaN -> NaN.
 double ExactCosThirdQuadrant(double x);
 
 }  // namespace crv
