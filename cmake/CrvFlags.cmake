@@ -6,9 +6,12 @@ add_library(crv_flags INTERFACE)
 # -fno-math-errno changes no result: it only spares every square root the check that would set
 # errno for a negative argument (and the call that does it), which sat on every hot loop.
 # -fno-semantic-interposition lets one export call another directly (and inline it) instead of
-# through the PLT: nobody interposes the library's own functions.
+# through the PLT: nobody interposes the library's own functions. GCC only: Clang already binds
+# them so and warns that the option goes unused.
 target_compile_options(crv_flags INTERFACE
-  -ffp-contract=off -fno-math-errno -fno-semantic-interposition
+  -ffp-contract=off -fno-math-errno
+  $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fno-semantic-interposition>
+  $<$<COMPILE_LANG_AND_ID:C,GNU>:-fno-semantic-interposition>
   $<$<COMPILE_LANGUAGE:CXX>:-Wall -Wextra -Wpedantic>
   $<$<COMPILE_LANGUAGE:C>:-Wall -Wextra -Wpedantic>)
 
