@@ -900,6 +900,17 @@ CRV_ALWAYS_INLINE double CosImpl(double x) {
 #define CRV_FMA_AT_RUN_TIME 1
 #endif
 
+// The two forms of each function, for Dispatch.
+struct AcosForms {
+  template <bool kFma>
+  static CRV_ALWAYS_INLINE double Run(double x) { return AcosImpl<kFma>(x); }
+};
+template <int kQuadrant>
+struct CosForms {
+  template <bool kFma>
+  static CRV_ALWAYS_INLINE double Run(double x) { return CosImpl<kFma, kQuadrant>(x); }
+};
+
 #if defined(CRV_FMA_AT_RUN_TIME)
 // Zero until the library's initialisers run: a call before then takes the portable form.
 const bool g_has_fma = [] {
@@ -907,43 +918,33 @@ const bool g_has_fma = [] {
   return __builtin_cpu_supports("fma") != 0;
 }();
 
-__attribute__((target("fma"))) double AcosFma(double x) { return AcosImpl<true>(x); }
-__attribute__((target("fma"))) double CosFma(double x) { return CosImpl<true>(x); }
-__attribute__((target("fma"))) double CosThirdQuadrantFma(double x) { return CosImpl<true, 3>(x); }
+template <class Forms>
+__attribute__((target("fma"))) double FusedForm(double x) {
+  return Forms::template Run<true>(x);
+}
 #endif
+
+template <class Forms>
+double Dispatch(double x) {
+#if defined(CRV_FMA_ALWAYS)
+  return Forms::template Run<true>(x);
+#elif defined(CRV_FMA_AT_RUN_TIME)
+  return g_has_fma ? FusedForm<Forms>(x) : Forms::template Run<false>(x);
+#else
+  return Forms::template Run<false>(x);
+#endif
+}
 
 }  // namespace
 
-double ExactAcos(double x) {
-#if defined(CRV_FMA_ALWAYS)
-  return AcosImpl<true>(x);
-#elif defined(CRV_FMA_AT_RUN_TIME)
-  return g_has_fma ? AcosFma(x) : AcosImpl<false>(x);
-#else
-  return AcosImpl<false>(x);
-#endif
-}
+double ExactAcos(double x) { return Dispatch<AcosForms>(x); }
 
-double ExactCos(double x) {
-#if defined(CRV_FMA_ALWAYS)
-  return CosImpl<true>(x);
-#elif defined(CRV_FMA_AT_RUN_TIME)
-  return g_has_fma ? CosFma(x) : CosImpl<false>(x);
-#else
-  return CosImpl<false>(x);
-#endif
-}
+double ExactCos(double x) { return Dispatch<CosForms<-1>>(x); }
 
 double ExactCosThirdQuadrant(double x) {
   // NaN passes (an arc cosine outside [-1, 1] makes one) and gives NaN, as ExactCos does.
   assert(!(std::fabs(x - 4.71238898038469) >= 0.78) && "ExactCosThirdQuadrant: x near 3 pi/2");
-#if defined(CRV_FMA_ALWAYS)
-  return CosImpl<true, 3>(x);
-#elif defined(CRV_FMA_AT_RUN_TIME)
-  return g_has_fma ? CosThirdQuadrantFma(x) : CosImpl<false, 3>(x);
-#else
-  return CosImpl<false, 3>(x);
-#endif
+  return Dispatch<CosForms<3>>(x);
 }
 
 }  // namespace crv

@@ -3,8 +3,10 @@
 // Every function here returns the double nearest to the exact mathematical value (round to nearest,
 // ties to even), for every argument of its stated domain. Results are bit-identical on every
 // IEEE-754 binary64 platform with FLT_EVAL_METHOD == 0: the implementation uses only +, -, *, /,
-// sqrt (all correctly rounded by IEEE-754), exact bit manipulation and 64-bit integer arithmetic.
-// It must be compiled with -ffp-contract=off (no fused multiply-add).
+// sqrt (all correctly rounded by IEEE-754), exact bit manipulation and 64-bit integer arithmetic,
+// plus a fused multiply-add where the processor has one, only for exact products that the
+// portable form gives bit for bit too. It must be compiled with -ffp-contract=off (no fusing
+// of the written expressions).
 #ifndef CRV_CORE_EXACT_MATH_H
 #define CRV_CORE_EXACT_MATH_H
 
