@@ -48,19 +48,6 @@ std::string Quote(const std::string& text, size_t most) {
   return "'" + shown + "'";
 }
 
-namespace {
-
-// A bound of a range for a message: the tool's limit as the help writes it.
-std::string Bound(double v) {
-  std::string text = Short(v);
-  for (const char* plus : {"e+0", "e+"})
-    for (size_t at; (at = text.find(plus)) != std::string::npos;)
-      text.replace(at, std::string(plus).size(), "e");
-  return text;
-}
-
-}  // namespace
-
 std::string Count(size_t n, const std::string& noun) {
   return std::to_string(n) + " " + noun + (n == 1 ? "" : "s");
 }
@@ -76,8 +63,8 @@ double ParseNumber(const std::string& text, const std::string& what, double lo, 
     throw InputError(what + ": " + Quote(text) + " is not a number");
   if (!std::isfinite(v)) throw InputError(what + ": " + Quote(text) + " is not a finite number");
   if (v < lo || v > hi)
-    throw InputError(what + ": " + Quote(text) + " is outside [" + Bound(lo) + ", " + Bound(hi) +
-                     "]" +
+    throw InputError(what + ": " + Quote(text) + " is outside [" + Compact(lo, 4) + ", " +
+                     Compact(hi, 4) + "]" +
                      (lo == -kMaxMagnitude && hi == kMaxMagnitude
                           ? std::string(", the range where crv's answers hold")
                           : ""));
@@ -173,11 +160,12 @@ void RequireDims(const Curve& c, int lo, int hi, const std::string& why) {
 }
 
 void RequireForwardTime(const Curve& c) {
-  // x'(t) / 3 = a (1-t)^2 + 2 b (1-t) t + c t^2 with the steps a, b, c of the control points' x.
-  // Divided by (1-t)^2 it is a + 2 b s + c s^2 in s = t / (1-t) >= 0: never negative exactly
-  // when a >= 0, c >= 0 and, if b < 0, the discriminant b^2 - a c is not positive.
-  const double a = c.at(1, 0) - c.at(0, 0), b = c.at(2, 0) - c.at(1, 0), e = c.at(3, 0) - c.at(2, 0);
-  if (a >= 0 && e >= 0 && (b >= 0 || b * b <= a * e)) return;
+  // x'(t) / 3 = d0 (1-t)^2 + 2 d1 (1-t) t + d2 t^2 with the steps d0, d1, d2 of the control
+  // points' x. Divided by (1-t)^2 it is d0 + 2 d1 s + d2 s^2 in s = t / (1-t) >= 0: never negative
+  // exactly when d0 >= 0, d2 >= 0 and, if d1 < 0, the discriminant d1^2 - d0 d2 is not positive.
+  const double d0 = c.at(1, 0) - c.at(0, 0), d1 = c.at(2, 0) - c.at(1, 0);
+  const double d2 = c.at(3, 0) - c.at(2, 0);
+  if (d0 >= 0 && d2 >= 0 && (d1 >= 0 || d1 * d1 <= d0 * d2)) return;
   throw InputError(
       "--curve: the time x runs backwards somewhere in t in [0, 1]; a function curve needs x "
       "non-decreasing: keep P1.x and P2.x within [P0.x, P3.x]; the library's repair, "
@@ -198,6 +186,19 @@ std::string Format(const char* format, double v) {
 
 std::string Num(double v) { return Format("%.10g", v); }
 std::string Short(double v) { return Format("%.4g", v); }
+
+std::string Compact(double v, int digits) {
+  char format[8];
+  std::snprintf(format, sizeof format, "%%.%dg", digits);
+  std::string s = Format(format, v);
+  // %g writes a signed exponent of at least two digits: 1e+100, 5.6e+04, 1e-06.
+  for (const char* from : {"e+0", "e+", "e-0"}) {
+    const size_t at = s.find(from);
+    if (at != std::string::npos)
+      s.replace(at, std::string(from).size(), from[1] == '-' ? "e-" : "e");
+  }
+  return s;
+}
 
 std::string Point(const double* p, int dims) {
   std::string s = "(";

@@ -101,6 +101,8 @@ void RequireExtent(const std::vector<double>& coords, int dims, const std::strin
 // non-finite value prints as "undefined".
 std::string Num(double v);
 std::string Short(double v);                   // 4 significant digits, for titles and labels
+// `digits` significant digits, the exponent bare as the help writes limits: 1e100, 5.6e4, 1e-6.
+std::string Compact(double v, int digits);
 std::string Point(const double* p, int dims);  // "(x, y)"
 std::string Point(const std::vector<double>& p);
 std::string ShortPoint(const std::vector<double>& p);

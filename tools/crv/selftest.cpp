@@ -139,9 +139,9 @@ void Run(const Args& a, Session& s) {
   s.out << report
         << "Bits that differ mean this libcrv was built or runs differently from the one that made "
            "the reference:\nmultiply-adds contracted into fused ones (-ffp-contract=fast, the "
-           "default of some compilers,\nor an -march that enables FMA), -ffast-math or -Ofast, or "
-           "another standard mathematical\nlibrary (sqrt, cbrt, acos, cos). Build libcrv with "
-           "-ffp-contract=off and without fast-math.\n";
+           "default of some compilers,\nor an -march that enables FMA), or -ffast-math or -Ofast "
+           "(the cube root, arc cosine and cosine\nare the library's own, the same everywhere). "
+           "Build libcrv with -ffp-contract=off and without\nfast-math.\n";
   s.status = kExitCheckFailed;
 }
 

@@ -78,7 +78,6 @@ using Report = std::deque<Section>;  // a deque: sections stay put while more ar
 Section& Add(Report& report, std::string title, std::string how);
 std::string In(const Curve& c);  // the control points, for "input of the largest"
 std::string E(double v);         // 3 significant digits
-std::string Short(double v);     // 2 significant digits, exponents bare: 5.6e4, 1e-6
 
 // ---- Measurements: each adds its sections to the report
 

@@ -36,18 +36,6 @@ double Largest(const Report& report, const std::string& title) {
   return worst;
 }
 
-std::string Short(double v) {
-  char buf[32];
-  std::snprintf(buf, sizeof buf, "%.2g", v);
-  std::string s = buf;
-  for (const char* from : {"e+0", "e+", "e-0"}) {
-    const size_t at = s.find(from);
-    if (at != std::string::npos)
-      s.replace(at, std::string(from).size(), from[1] == '-' ? "e-" : "e");
-  }
-  return s;
-}
-
 // The sides around 1 within which every measured error stays at or below the tolerance, from the
 // plot's points (log10 side, log10 error): the first side on each side of 1 that fails ends it.
 void AccurateSides(const std::vector<svg::Point>& pts, double* lo, double* hi) {
@@ -163,8 +151,9 @@ std::string Document(const std::vector<Family>& families, const Report& report,
       " times the bound. Chains of curves meet it.\n"
       "5. Nearest point: the flatness test of the root search compares a squared length with "
       "the fixed 2^-65, so how early it accepts a root depends on the size of the curve. The "
-      "distance found stays within " + Short(kNearestTolerance) +
-      " of the control box's largest side for sides from " + Short(lo) + " to " + Short(hi) +
+      "distance found stays within " + Compact(kNearestTolerance, 2) +
+      " of the control box's largest side for sides from " + Compact(lo, 2) + " to " +
+      Compact(hi, 2) +
       " (the table by size and its plot) and grows beyond: to " +
       E(Largest(report, "CRV_NearestPointOnCurve by size")) +
       " of the side from 1e7 on. The curve (-1e7,-1e7) (3e7,2e7) (-1e7,2e7) (2e7,-1e7) and the "
@@ -172,9 +161,9 @@ std::string Document(const std::vector<Family>& families, const Report& report,
       " (the least). The same queries on the curve and point moved into the unit box "
       "(translated by the box's lower corner, scaled by a power of two, as "
       "[host integration](host-integration.md) shows) stay within " +
-      Short(std::pow(10.0, unitWorst)) +
+      Compact(std::pow(10.0, unitWorst), 2) +
       " of the side at every size; `crv nearest` searches there when the side passes " +
-      Short(kNearestAccurateSize) + ". On the random families the distance found exceeds the "
+      Compact(kNearestAccurateSize, 2) + ". On the random families the distance found exceeds the "
       "least by up to " + E(Largest(report, "CRV_NearestPointOnCurve")) +
       " (the scaled curves, up to 1e6), while the medians stay near the rounding.\n"
       "6. Errors of points, lengths and distances are absolute and grow with the coordinates: "

@@ -80,10 +80,10 @@ std::string PlotNearestBySize(const std::vector<svg::Point>& asGiven,
                "reference's resolution is drawn at -20");
   fig.Polyline(asGiven, ink::kBlue, "CRV_NearestPointOnCurve as given");
   fig.Polyline(unitBox, ink::kRed,
-               "in the unit box (crv nearest past " + Short(kNearestAccurateSize) + ")");
+               "in the unit box (crv nearest past " + Compact(kNearestAccurateSize, 2) + ")");
   const double tol = std::log10(kNearestTolerance);
   fig.Polyline({{asGiven.front().x, tol}, {asGiven.back().x, tol}},
-               ink::Thin(ink::kGreen, 1.5, "6 4"), "tolerance " + Short(kNearestTolerance));
+               ink::Thin(ink::kGreen, 1.5, "6 4"), "tolerance " + Compact(kNearestTolerance, 2));
   return fig.Svg();
 }
 
